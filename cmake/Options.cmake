@@ -1,0 +1,30 @@
+# What every target of this project is compiled with.
+add_library(nethttp_options INTERFACE)
+target_compile_options(nethttp_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_include_directories(nethttp_options INTERFACE
+    ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/library)
+if(NETHTTP_SANITIZE)
+    target_compile_options(nethttp_options INTERFACE
+        -fsanitize=${NETHTTP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(nethttp_options INTERFACE -fsanitize=${NETHTTP_SANITIZE})
+endif()
+
+# What the two libraries are built with besides.
+function(nethttp_library target)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:nethttp_options>)
+    target_compile_options(${target} PRIVATE -fno-exceptions)
+    set_target_properties(${target} PROPERTIES
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    target_include_directories(${target} PUBLIC
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/library>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    if(BUILD_SHARED_LIBS)
+        target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
+    endif()
+endfunction()

@@ -1,0 +1,289 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string_view>
+#include <utility>
+
+#include "platform/runtime/containers.hpp"
+#include "platform/runtime/error.hpp"
+#include "platform/runtime/export.hpp"
+#include "platform/runtime/object.hpp"
+#include "platform/runtime/string.hpp"
+#include "platform/streams/streams.hpp"
+
+/// The HTTP client: describe a request, perform it on the calling thread, get a response.
+///
+/// Failures are null or false plus the thread's error code (`Error::get`); nothing throws, and
+/// nothing that the application supplies may throw. What went wrong in detail stands in the system
+/// log, on the channels "HTTP Client" and "HTTP Utils".
+namespace Libraries::Networks::HTTP::Client {
+
+/// The cancel query asked to stop an upload or a download.
+inline constexpr std::uint32_t ErrCancelled = 0x8442;
+/// Connection, TLS, send, receive, response head or redirect failed.
+inline constexpr std::uint32_t ErrTransfer = 0x8443;
+/// A required argument is null.
+inline constexpr std::uint32_t ErrNullArgument = 0x8445;
+/// Malformed URL, unusable port, missing host or path, refused or unsupported protocol.
+inline constexpr std::uint32_t ErrInvalidArgument = 0x8446;
+
+/// The order of header-field names: null first, then that of their lower-cased texts (RFC 9110,
+/// section 5.1: names are case-insensitive).
+struct HeaderNameLess {
+    using is_transparent = void;
+    bool operator()(const Ref<String>& left, const Ref<String>& right) const noexcept {
+        if (!left || !right) {
+            return !left && right;
+        }
+        return String::compareLowered(left->view(), right->view()) < 0;
+    }
+    bool operator()(const Ref<String>& left, std::string_view right) const noexcept {
+        return !left || String::compareLowered(left->view(), right) < 0;
+    }
+    bool operator()(std::string_view left, const Ref<String>& right) const noexcept {
+        return right && String::compareLowered(left, right->view()) < 0;
+    }
+};
+
+/// Header fields by name. A name keeps the letter case in which it was first inserted; lookups take
+/// a string or a plain text, in any letter case.
+using HeaderFields = std::map<Ref<String>, Ref<String>, HeaderNameLess,
+                              HeapAllocator<std::pair<const Ref<String>, Ref<String>>>>;
+
+/// Told how far an upload or a download is.
+class VORNIK_EXPORT ProgressCallback : public virtual RefCount {
+public:
+    /// @param fraction  The fraction done, from 0.0 to 1.0.
+    /// @threads Called on the thread that performs the request; must not throw.
+    virtual void progress(double fraction) = 0;
+};
+
+/// Asked whether a transfer should stop.
+class VORNIK_EXPORT CancelQuery : public virtual RefCount {
+public:
+    /// A value of an answer or of an argument.
+    struct Value {
+        static constexpr std::uint32_t Boolean = 1;
+
+        std::uint32_t kind = 0;
+        std::uint64_t payload = 0;
+    };
+    using Values = HeapVector<Value>;
+
+    /// Answers by filling `result`, which arrives empty: exactly one value of kind `Value::Boolean`
+    /// with a payload other than 0 stops the transfer, everything else lets it go on.
+    ///
+    /// @param argument   The request's cancel argument, never 0.
+    /// @param arguments  Always empty.
+    /// @threads Called on the thread that performs the request; must not throw.
+    virtual void invoke(Values& result, std::uint64_t argument, const Values& arguments) = 0;
+};
+
+/// What a server answered; immutable.
+///
+/// The order of the operations is binary interface.
+///
+/// @threads Immutable: any number of threads may read one response.
+class VORNIK_EXPORT Response : public virtual RefCount {
+public:
+    /// Answers the standard description of a status code as a new string, "Unknown Error" for a
+    /// code without one. It never fails.
+    static Ref<String> descriptionForStatusCode(unsigned long long code);
+
+    Response() noexcept;
+    Response(const Response& other) noexcept;
+    Response(Response&& other) noexcept;
+    Response& operator=(const Response& other) noexcept;
+    Response& operator=(Response&& other) noexcept;
+
+    /// Answers the status code (RFC 9110, section 15): 400 when the status line held no number in
+    /// its place, 0 when the connection ended before a status line was complete.
+    [[nodiscard]] virtual std::uint64_t statusCode() const = 0;
+    /// Answers the reason phrase as the server sent it, or null.
+    [[nodiscard]] virtual Ref<String> reasonPhrase() const = 0;
+    /// Answers the header fields, valid as long as the response. Of a repeated name the first one
+    /// stays.
+    [[nodiscard]] virtual const HeaderFields& headerFields() const = 0;
+    /// Answers the address of the body, `bodySize` bytes long and valid as long as the response.
+    /// Null when the body went to the caller's stream or is empty.
+    [[nodiscard]] virtual const void* bodyData() const = 0;
+    /// Answers the number of body bytes that were delivered, wherever they went.
+    [[nodiscard]] virtual std::uint64_t bodySize() const = 0;
+    /// Tells whether any response of the exchange had a status code from 300 to 399.
+    [[nodiscard]] virtual bool wasRedirected() const = 0;
+    /// Answers the URL that answered. With `Request::Flag::NoRedirect` and a redirect: its target.
+    [[nodiscard]] virtual Ref<String> url() const = 0;
+};
+
+/// One HTTP or HTTPS exchange: configure it, then perform it, any number of times.
+///
+/// Every setter replaces the previous value and answers the request again, so that calls chain; a
+/// null reference clears a setting. Null from a setter means failure. The order of the operations
+/// is binary interface.
+///
+/// @threads One thread at a time per request; distinct requests are independent.
+class VORNIK_EXPORT Request : public virtual RefCount {
+public:
+    /// Behaviour of a request, fixed at its creation.
+    enum class Flag : std::uint32_t {
+        DisallowHttp = 0,        ///< Refuse "http", on every hop.
+        DisallowHttps = 1,       ///< Refuse "https", on every hop.
+        NoDefaultUserAgent = 2,  ///< Add no "User-Agent" of the library's own.
+        SslIgnoreInvalid =
+            3,           ///< Forgive certificate errors other than those of the next two kinds.
+        NoRedirect = 4,  ///< A redirect is the result; it is not followed.
+        Verbose = 5,     ///< Write the trace records of this request's exchange.
+        SslIgnoreValidityPeriod = 6,  ///< Forgive certificates that are not yet or no longer valid.
+        SslIgnoreUntrusted = 7,       ///< Forgive self-signed and untrusted certificates.
+    };
+
+    /// Which protocol an exchange speaks.
+    enum class Protocol : std::uint32_t {
+        Auto = 0,   ///< That of the URL; without a URL, inferred from the port.
+        Http = 1,   ///< Always "http".
+        Https = 2,  ///< Always "https".
+    };
+
+    /// Request methods (RFC 9110, section 9; PATCH: RFC 5789).
+    enum class Method : std::uint32_t {
+        Get = 0,
+        Head = 1,
+        Post = 2,
+        Put = 3,
+        Delete = 4,
+        Connect = 5,
+        Options = 6,
+        Trace = 7,
+        Patch = 8,
+    };
+
+    /// HTTP versions of the request line.
+    enum class Version : std::uint32_t {
+        Http10 = 0,  ///< HTTP/1.0 (RFC 1945), the default.
+        Http11 = 1,  ///< HTTP/1.1 (RFC 9112).
+    };
+
+    /// What `splitUrl` leaves together.
+    enum class SplitFlag : std::uint32_t {
+        KeepPortInHost = 0,  ///< The host keeps the port; the port is 0.
+        KeepPathInHost = 1,  ///< The host keeps the URL's path; the path is null.
+    };
+
+    /// Answers a new request with every setting empty, or what the enumerations call 0.
+    static Ref<Request> create(Definitions::Set<Flag> flags);
+
+    /// Splits a URL into its parts, textually: "protocol://host:port/path", the path with query and
+    /// fragment. No character is checked and nothing is decoded.
+    ///
+    /// @param protocol  Takes the text before "://", lower-cased.
+    /// @param host      Takes the text up to the path, without the port. May be empty.
+    /// @param port      Takes the number behind the last colon; 0 when there is none.
+    /// @param path      Takes the rest from the first "/" on; "/" when there is none.
+    /// @return False with `ErrNullArgument` for a null URL, `ErrInvalidArgument` for one that is
+    /// empty, has
+    ///         no "://", or whose port is not a number up to 65535. The outputs keep what was found
+    ///         before.
+    /// @threads Any thread.
+    static bool splitUrl(Ref<String> url, Ref<String>& protocol, Ref<String>& host,
+                         unsigned short& port, Ref<String>& path,
+                         Definitions::Set<SplitFlag, unsigned int,
+                                          Definitions::EnumSeqConvert<SplitFlag, unsigned int>>
+                             flags);
+    /// Escapes a text for use in a URL (RFC 3986, section 2.1): everything but the visible ASCII
+    /// characters, and of those "%", "+", ",", "/", ":", "?" and the backslash, as UTF-8 octets.
+    ///
+    /// @return The text itself when nothing needs an escape; null with `ErrNullArgument` for null.
+    /// @threads Any thread.
+    static Ref<String> httpEncode(Ref<String> text);
+    /// Turns escapes back into characters, and "+" into a blank behind the first "%". What is no
+    /// complete escape or no UTF-8 stays as it stands.
+    ///
+    /// @return The text itself when it holds no "%"; null with `ErrNullArgument` for null.
+    /// @threads Any thread.
+    static Ref<String> httpDecode(Ref<String> text);
+    /// Answers the "User-Agent" text of requests that set none.
+    static Ref<String> defaultUserAgent();
+    /// Tells whether a URL's server accepts a TCP connection right now. No byte is sent, and no TLS
+    /// is spoken even for "https".
+    ///
+    /// @param reserved  Has no effect.
+    /// @return False with the error code set: `ErrNullArgument`, `ErrInvalidArgument`, or that of
+    /// the
+    ///         network service.
+    /// @blocks Until the name is resolved and the connection is made or refused.
+    /// @threads Any thread.
+    static bool canConnect(Ref<String> url, unsigned int reserved);
+
+    Request() noexcept;
+    Request(const Request& other) noexcept;
+    Request(Request&& other) noexcept;
+    Request& operator=(const Request& other) noexcept;
+    Request& operator=(Request&& other) noexcept;
+
+    /// Sets the URL.
+    virtual Ref<Request> setUrl(Ref<String> url) = 0;
+    /// Sets which protocol to speak, whatever the URL says.
+    virtual Ref<Request> setProtocol(Protocol protocol) = 0;
+    /// Sets the host to connect to, on every hop, in place of the URL's.
+    virtual Ref<Request> setHost(Ref<String> host) = 0;
+    /// Sets the port to connect to, on every hop, in place of the URL's; 0: the URL's or the
+    /// protocol's.
+    virtual Ref<Request> setPort(unsigned short port) = 0;
+    /// Sets path and query, on every hop, in place of the URL's.
+    virtual Ref<Request> setPath(Ref<String> path) = 0;
+    /// Sets one header field, as given; a null value removes it. The exchange sets "Host",
+    /// "Content-Length" and "User-Agent" itself, and they stay in the request. Fields go to every
+    /// hop of a redirect chain, whichever server it leads to.
+    ///
+    /// @return Null with `ErrNullArgument` for a null name.
+    virtual Ref<Request> setHeaderField(Ref<String> name, Ref<String> value) = 0;
+    /// Sets every field of a map, as `setHeaderField` does.
+    ///
+    /// @param replace  Whether to remove all fields first.
+    /// @return Null with `ErrInvalidArgument` when the map holds a null name; nothing of it is set
+    /// then.
+    virtual Ref<Request> setHeaderFields(const HeaderFields& fields, bool replace) = 0;
+    /// Sets the source of the request body: it is read from its position to its end while it is
+    /// sent, once per hop.
+    virtual Ref<Request> setBody(Ref<Interfaces::Stripe> body) = 0;
+    /// Sets the method by its token, which is sent unchanged. Null: "GET".
+    virtual Ref<Request> setMethod(Ref<String> token) = 0;
+    /// Sets the method; a value that is none clears it.
+    virtual Ref<Request> setMethod(Method method) = 0;
+    /// Sets the HTTP version of the request line.
+    virtual Ref<Request> setVersion(Version version) = 0;
+    /// Sets the object that is asked, after every piece of a body, whether to stop.
+    virtual Ref<Request> setCancelQuery(Ref<CancelQuery> query) = 0;
+    /// Sets the argument that the query is given; 0, the initial value, means that it is never
+    /// asked.
+    virtual Ref<Request> setCancelArgument(std::uint64_t argument) = 0;
+    /// Sets the object that is told the download's progress.
+    virtual Ref<Request> setDownloadProgressCallback(Ref<ProgressCallback> callback) = 0;
+    /// Sets the object that is told the upload's progress.
+    virtual Ref<Request> setUploadProgressCallback(Ref<ProgressCallback> callback) = 0;
+    /// Runs one exchange and answers the server's response.
+    ///
+    /// Redirects are followed unless the request was created with `Flag::NoRedirect`; every hop
+    /// opens a connection of its own and closes it before this operation returns.
+    ///
+    /// @param output    Takes the body as it arrives; borrowed for the call. Null: the response
+    /// keeps the body.
+    /// @param reserved  Has no effect.
+    /// @return The response, or null.
+    /// @errors `ErrInvalidArgument`: no usable URL, host or path, or a protocol that the flags
+    /// refuse.
+    ///         `ErrCancelled`: the cancel query said so. `ErrTransfer`: any failure on the way;
+    ///         what was written to `output` before it stays there.
+    /// @blocks Until the exchange has ended or a limit of the network service is met.
+    /// @threads One thread at a time per request. Callbacks run on the calling thread and must not
+    /// throw.
+    virtual Ref<Response> perform(Ref<Interfaces::Stream> output, unsigned int reserved) = 0;
+    /// As above with a null output stream: the response keeps the body.
+    virtual Ref<Response> perform(unsigned int reserved) = 0;
+    /// Answers the endpoint that the last connection of the last exchange dialled, such as
+    /// "192.0.2.7:80" or "[2001:db8:0:0:0:0:0:1]:80"; null when there was none.
+    [[nodiscard]] virtual Ref<String> peerAddress() const = 0;
+};
+
+}  // namespace Libraries::Networks::HTTP::Client

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/runtime/export.hpp"
+#include "platform/runtime/object.hpp"
+#include "platform/runtime/string.hpp"
+
+/// The peer ended the connection in an orderly way.
+inline constexpr std::uint32_t ErrEndOfStream = 0x15;
+/// An object does not offer the operation, above all that of mapping memory.
+inline constexpr std::uint32_t ErrNotSupported = 0x10002;
+/// Failures of the host system: this plus its error number.
+inline constexpr std::uint32_t ErrHostBase = 0x20000;
+/// Failures of name resolution: this plus the magnitude of the resolver's code (RFC 3493,
+/// section 6.1).
+inline constexpr std::uint32_t ErrResolverBase = 0x30000;
+
+/// The calling thread's error code. Operations that fail set it; operations that succeed leave it
+/// alone.
+///
+/// @threads Every thread has a code of its own, 0 at its start.
+class VORNIK_EXPORT Error {
+public:
+    static void set(std::uint32_t code) noexcept;
+    [[nodiscard]] static std::uint32_t get() noexcept;
+    /// Answers a new text for a person, such as "Connection refused"; it never fails.
+    static Ref<String> describe(std::uint32_t code);
+    /// Answers the name of a code as programs spell it, such as "ErrTransfer"; null for a code
+    /// without one.
+    static const char* name(std::uint32_t code) noexcept;
+};

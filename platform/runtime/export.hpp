@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what a shared library of this project offers; everything else is hidden.
+#define VORNIK_EXPORT [[gnu::visibility("default")]]
