@@ -1,0 +1,107 @@
+// The growing memory stream. Small bodies live on the heap; large ones in pages of their own, which
+// the kernel moves by their table entries instead of copying them.
+
+#include <cerrno>
+
+#include <sys/mman.h>
+
+#include "platform/posix/descriptor.hpp"
+#include "platform/streams/streams.hpp"
+
+namespace {
+
+constexpr std::uint64_t SmallestBlock = 4096;
+constexpr std::uint64_t LargestHeapBlock = 256 * 1024;
+constexpr std::uint64_t PageSize = 4096;
+constexpr std::uint64_t LargestBody = std::uint64_t{1} << 47U;  // beyond any address space
+
+class MemoryOutput final : public Object, public virtual MemOutStrm {
+public:
+    MemoryOutput() noexcept = default;
+    MemoryOutput(const MemoryOutput&) = delete;
+    MemoryOutput& operator=(const MemoryOutput&) = delete;
+    ~MemoryOutput() override { freeBlock(); }
+
+    [[nodiscard]] const void* data() const noexcept override {
+        return size_ != 0 ? block_ : nullptr;
+    }
+    [[nodiscard]] std::uint64_t size() const noexcept override { return size_; }
+
+    std::int64_t write(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
+        if (size > LargestBody - size_ || !reserve(size_ + size)) {
+            Error::set(ErrHostBase + ENOMEM);
+            return 0;
+        }
+        Mem::copy(buffer.data(), static_cast<std::uint8_t*>(block_) + size_, size);
+        size_ += size;
+        return static_cast<std::int64_t>(size);
+    }
+
+private:
+    /// Doubles the block, or takes just what is needed when there is no room for twice as much.
+    bool reserve(std::uint64_t needed) noexcept {
+        if (needed <= capacity_) {
+            return true;
+        }
+        std::uint64_t capacity = capacity_ != 0 ? capacity_ : SmallestBlock;
+        while (capacity < needed) {
+            capacity *= 2;
+        }
+        const std::uint64_t least = (needed + PageSize - 1) / PageSize * PageSize;
+        return grow(capacity) || grow(least);
+    }
+
+    bool grow(std::uint64_t capacity) noexcept {
+        if (capacity > LargestHeapBlock) {
+            return mapped_ ? remap(capacity) : moveTo(mapPages(capacity), capacity, true);
+        }
+        return moveTo(Heap::tryAlloc(capacity, Heap::Array), capacity, false);
+    }
+
+    bool remap(std::uint64_t capacity) noexcept {
+        void* const block = mremap(block_, capacity_, capacity, MREMAP_MAYMOVE);
+        if (block == MAP_FAILED) {
+            return false;
+        }
+        block_ = block;
+        capacity_ = capacity;
+        return true;
+    }
+
+    bool moveTo(void* block, std::uint64_t capacity, bool isMapped) noexcept {
+        if (block == nullptr) {
+            return false;
+        }
+        Mem::copy(block_, block, size_);
+        freeBlock();
+        block_ = block;
+        capacity_ = capacity;
+        mapped_ = isMapped;
+        return true;
+    }
+
+    static void* mapPages(std::uint64_t size) noexcept {
+        void* const block =
+            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        return block != MAP_FAILED ? block : nullptr;
+    }
+
+    void freeBlock() noexcept {
+        if (mapped_) {
+            munmap(block_, capacity_);
+        } else {
+            Heap::free(block_, Heap::Array);
+        }
+    }
+
+    void* block_ = nullptr;
+    std::uint64_t size_ = 0;
+    std::uint64_t capacity_ = 0;
+    bool mapped_ = false;
+};
+
+}  // namespace
+
+Ref<MemOutStrm> MemOutStrm::create() {
+    return Ref<MemoryOutput>::make();
+}

@@ -1,0 +1,178 @@
+// Blocking TCP sockets. The limits of the service are the kernel's own: SO_SNDTIMEO bounds a
+// connect and a send, SO_RCVTIMEO a receive, so that no extra call is needed on the way of the
+// bytes.
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include "platform/network/network.hpp"
+#include "platform/posix/descriptor.hpp"
+#include "platform/posix/endpoint.hpp"
+#include "platform/runtime/error.hpp"
+
+namespace Services::Network::Client {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A peer that is gone is noticed after 60 + 4 * 15 seconds without traffic.
+constexpr int KeepAliveIdleSeconds = 60;
+constexpr int KeepAliveIntervalSeconds = 15;
+constexpr int KeepAliveProbes = 4;
+
+void setOption(int descriptor, int level, int option, int value) noexcept {
+    // An option that this kind of socket lacks does not keep it from its work.
+    (void)setsockopt(descriptor, level, option, &value, sizeof(value));
+}
+
+void setTimeout(int descriptor, int option, std::uint64_t milliseconds) noexcept {
+    constexpr std::uint64_t longest = std::uint64_t{INT_MAX} * 1000;
+    const std::uint64_t bounded = std::min(milliseconds, longest);
+    timeval value = {};
+    value.tv_sec = static_cast<time_t>(bounded / 1000);
+    value.tv_usec = static_cast<suseconds_t>(bounded % 1000 * 1000);
+    (void)setsockopt(descriptor, SOL_SOCKET, option, &value, sizeof(value));
+}
+
+/// Waits for a descriptor to become ready, whatever signals arrive.
+///
+/// @param milliseconds  0: no limit. @return False when the limit is met or waiting fails, errno
+/// set.
+bool waitFor(int descriptor, short events, std::uint64_t milliseconds) noexcept {
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    for (;;) {
+        int timeout = -1;
+        if (milliseconds != 0) {
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+            timeout = static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
+        }
+        pollfd entry = {descriptor, events, 0};
+        const int ready = poll(&entry, 1, timeout);
+        if (ready > 0) {
+            return true;
+        }
+        if (ready == 0 && timeout != INT_MAX) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        if (ready < 0 && errno != EINTR) {
+            return false;
+        }
+    }
+}
+
+/// The kernel reports a limit that it has met as a descriptor that would block.
+void setTransferError() noexcept {
+    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINPROGRESS) {
+        errno = ETIMEDOUT;
+    }
+    Host::setErrorFromErrno();
+}
+
+class PosixSocket final : public Object, public virtual Socket {
+public:
+    explicit PosixSocket(Host::Descriptor descriptor) noexcept
+        : descriptor_(std::move(descriptor)) {
+        const int number = descriptor_.number();
+        setOption(number, IPPROTO_TCP, TCP_NODELAY, 1);  // head and body are separate writes
+        setOption(number, SOL_SOCKET, SO_KEEPALIVE, 1);
+        setOption(number, IPPROTO_TCP, TCP_KEEPIDLE, KeepAliveIdleSeconds);
+        setOption(number, IPPROTO_TCP, TCP_KEEPINTVL, KeepAliveIntervalSeconds);
+        setOption(number, IPPROTO_TCP, TCP_KEEPCNT, KeepAliveProbes);
+    }
+
+    bool connect(const Definitions::IPEndpoint& endpoint, std::uint32_t) override {
+        const Host::SocketAddress address = Host::toSocketAddress(endpoint);
+        const std::uint64_t limit = Limits::connect();
+        const int number = descriptor_.number();
+        setTimeout(number, SO_SNDTIMEO, limit);
+        int result = ::connect(number, address.get(), address.length);
+        if (result != 0 && errno == EINTR) {
+            result = finishConnect(limit);
+        }
+        if (result != 0) {
+            setTransferError();
+            return false;
+        }
+        idle_ = Limits::idle();
+        setTimeout(number, SO_SNDTIMEO, idle_);
+        setTimeout(number, SO_RCVTIMEO, idle_);
+        return true;
+    }
+
+    std::int64_t send(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
+        const std::uint8_t* const bytes = buffer.data();
+        std::uint64_t sent = 0;
+        while (sent < size) {
+            const ssize_t count =
+                ::send(descriptor_.number(), bytes + sent, size - sent, MSG_NOSIGNAL);
+            if (count >= 0) {
+                sent += static_cast<std::uint64_t>(count);
+            } else if (errno != EINTR || !waitFor(descriptor_.number(), POLLOUT, idle_)) {
+                setTransferError();
+                break;
+            }
+        }
+        return static_cast<std::int64_t>(sent);
+    }
+
+    std::int64_t receive(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
+        for (;;) {
+            const ssize_t count = ::recv(descriptor_.number(), buffer.data(), size, 0);
+            if (count > 0) {
+                return count;
+            }
+            if (count == 0) {
+                Error::set(ErrEndOfStream);
+                return 0;
+            }
+            // After a signal the wait goes on here, where the limit is one for all signals
+            // together.
+            if (errno != EINTR || !waitFor(descriptor_.number(), POLLIN, idle_)) {
+                setTransferError();
+                return 0;
+            }
+        }
+    }
+
+private:
+    /// An interrupted connect goes on in the kernel; calling it again would fail.
+    [[nodiscard]] int finishConnect(std::uint64_t limit) const noexcept {
+        if (!waitFor(descriptor_.number(), POLLOUT, limit)) {
+            return -1;
+        }
+        int error = 0;
+        socklen_t length = sizeof(error);
+        if (getsockopt(descriptor_.number(), SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+            return -1;
+        }
+        errno = error;
+        return error == 0 ? 0 : -1;
+    }
+
+    Host::Descriptor descriptor_;
+    std::uint64_t idle_ = 0;
+};
+
+}  // namespace
+
+Ref<Socket> Socket::create(Definitions::AddressFamily family, std::uint32_t type,
+                           std::uint32_t protocol) {
+    const int domain = family == Definitions::AddressFamily::IPv4 ? AF_INET : AF_INET6;
+    Host::Descriptor descriptor(
+        ::socket(domain, static_cast<int>(type) | SOCK_CLOEXEC, static_cast<int>(protocol)));
+    if (!descriptor) {
+        Host::setErrorFromErrno();
+        return nullptr;
+    }
+    return Ref<PosixSocket>::make(std::move(descriptor));
+}
+
+}  // namespace Services::Network::Client
