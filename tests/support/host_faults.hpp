@@ -1,0 +1,52 @@
+#pragma once
+
+#include <climits>
+#include <cstddef>
+#include <vector>
+
+/// Makes chosen calls of the host fail on the calling thread.
+///
+/// The test program defines these calls itself and hands them on to the host's; that works for the
+/// libraries in the same process, shared or static. Link `nethttp_host_faults` to get it.
+namespace HostFaults {
+
+enum class Call { Mmap, Mremap, MemfdCreate, Socket, Connect, Send, Recv };
+inline constexpr std::size_t CallCount = 7;
+
+/// Makes a call fail as long as it lives. One per kind of call and thread.
+class Fault {
+public:
+    struct Options {
+        int error = 0;              ///< What errno holds after the failure.
+        unsigned skip = 0;          ///< Calls that succeed before the first failure.
+        unsigned count = UINT_MAX;  ///< Calls that fail; later ones succeed.
+        bool performs = false;      ///< Does its work first, as an interrupted connect goes on.
+    };
+    Fault(Call call, const Options& options);
+    Fault(const Fault&) = delete;
+    Fault& operator=(const Fault&) = delete;
+    ~Fault();
+    /// Answers how many calls failed so far.
+    [[nodiscard]] unsigned hits() const;
+
+private:
+    Call call_;
+};
+
+/// Gives sends or receives of this thread the given sizes at most, call after call, then lets them
+/// be. A receive waits until its piece is complete or the peer has ended.
+class Pieces {
+public:
+    Pieces(Call call, std::vector<std::size_t> sizes);
+    Pieces(const Pieces&) = delete;
+    Pieces& operator=(const Pieces&) = delete;
+    ~Pieces();
+
+private:
+    Call call_;
+};
+
+/// Answers how often this thread has made a call, failed ones included.
+unsigned calls(Call call);
+
+}  // namespace HostFaults
