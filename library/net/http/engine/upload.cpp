@@ -1,0 +1,124 @@
+// The request body: each fragment is read into the transfer memory and written from there.
+
+#include "net/http/engine/upload.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/runtime/system.hpp"
+
+#include "net/http/engine/progress.hpp"
+#include "net/http/engine/transfer_memory.hpp"
+#include "net/http/transport/log.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+
+using Utils::Channel;
+using Utils::hexDec;
+using Utils::isDebugRequest;
+using Utils::Level;
+using Utils::LogRecord;
+
+namespace {
+
+constexpr std::uint64_t LargeFragment = 0x100000;
+constexpr std::uint64_t SmallFragment = 0x10000;
+
+std::uint64_t totalSize(Interfaces::Stripe& body) {
+    return body.length() * body.elementSize();
+}
+
+void traceStart(const RequestObj& request) {
+    if (!isDebugRequest(request.flags_)) {
+        return;
+    }
+    if (LogRecord record{Channel::HttpClient, Level::Trace}) {
+        record << "Sending request body of size " << hexDec(totalSize(*request.body_));
+    }
+}
+
+void traceFragment(const RequestObj& request, const TransferBuffer& buffer, std::uint64_t size) {
+    if (!isDebugRequest(request.flags_)) {
+        return;
+    }
+    if (LogRecord record{Channel::HttpClient, Level::Trace}) {
+        record << "Sending request body fragment of size " << hexDec(size);
+    }
+    Utils::dumpBytes(Channel::HttpClient, buffer.data(), size);
+}
+
+bool fail(std::string_view text) {
+    const std::uint32_t code = Error::get();
+    if (LogRecord record{Channel::HttpClient, Level::Failure}) {
+        record << text << hexDec(code);
+    }
+    Error::set(ErrTransfer);
+    return false;
+}
+
+/// Moves one fragment of at most `chunk` bytes. @return Its size, or 0 on failure.
+std::uint64_t sendFragment(const RequestObj& request, Utils::NetStream& stream,
+                           const TransferBuffer& buffer, std::uint64_t chunk) {
+    const std::int64_t count = request.body_->read(buffer, chunk, NoTimeout);
+    // A source that claims more than was asked for has overrun the buffer or lies: nothing of it is
+    // sent.
+    if (count <= 0 || std::cmp_greater(count, chunk)) {
+        (void)fail("Failed to read data for request body; error: ");
+        return 0;
+    }
+    const auto size = static_cast<std::uint64_t>(count);
+    traceFragment(request, buffer, size);
+    if (stream.write(buffer, size, NoTimeout) != count) {
+        (void)fail("Failed to write data; error: ");
+        return 0;
+    }
+    return size;
+}
+
+}  // namespace
+
+std::uint64_t measureBody(const RequestObj& request) {
+    std::uint64_t size = 0;
+    if (request.body_) {
+        Interfaces::Stripe& body = *request.body_;
+        size = (body.length() - body.position()) * body.elementSize();
+    }
+    if (isDebugRequest(request.flags_)) {
+        if (LogRecord record{Channel::HttpClient, Level::Trace}) {
+            record << "Request body size: " << hexDec(size)
+                   << "; has request body: " << static_cast<bool>(request.body_);
+        }
+    }
+    return size;
+}
+
+bool sendBody(const RequestObj& request, Utils::NetStream& stream, std::uint64_t size) {
+    traceStart(request);
+    const std::uint64_t limit =
+        Sys::info(Sys::InstalledMemory) != 0 ? LargeFragment : SmallFragment;
+    TransferMemory memory(limit, TransferMemory::First::Private, true);
+    memory.offerTo(request.body_,
+                   "Failed to map shared memory; error: ", TransferMemory::HandBack::No);
+    const TransferBuffer buffer = memory.streamBuffer();
+
+    reportProgress(request.uploadProgress_, 0, size);
+    for (std::uint64_t sent = 0; sent < size;) {
+        const std::uint64_t count =
+            sendFragment(request, stream, buffer, std::min(size - sent, limit));
+        if (count == 0) {
+            return false;
+        }
+        sent += count;
+        reportProgress(request.uploadProgress_, sent, size);
+        if (isCancelRequested(request)) {
+            if (LogRecord record{Channel::HttpClient, Level::Trace}) {
+                record << "User cancelled upload";
+            }
+            Error::set(ErrCancelled);
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace Libraries::Networks::HTTP::Client

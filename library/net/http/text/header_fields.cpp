@@ -1,0 +1,36 @@
+#include "net/http/text/header_fields.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+
+void setField(HeaderFields& fields, const Ref<String>& name, const Ref<String>& value) {
+    const auto [entry, inserted] = fields.try_emplace(name, value);
+    if (!inserted) {
+        entry->second = value;
+    }
+}
+
+void setOrRemoveField(HeaderFields& fields, const Ref<String>& name, const Ref<String>& value) {
+    if (value) {
+        setField(fields, name, value);
+    } else {
+        fields.erase(name);
+    }
+}
+
+bool mergeFields(HeaderFields& fields, const HeaderFields& added, bool replace) {
+    if (&fields == &added) {
+        return mergeFields(fields, HeaderFields(added), replace);  // clearing would empty both
+    }
+    if (replace) {
+        fields.clear();
+    }
+    for (const auto& [name, value] : added) {
+        if (!name) {
+            return false;  // null sorts first: nothing of the map has been applied
+        }
+        setOrRemoveField(fields, name, value);
+    }
+    return true;
+}
+
+}  // namespace Libraries::Networks::HTTP::Client
