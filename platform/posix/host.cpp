@@ -3,6 +3,7 @@
 #include "platform/runtime/host.hpp"
 
 #include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -10,6 +11,7 @@
 
 #include <fcntl.h>
 #include <netdb.h>
+#include <sched.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -89,6 +91,16 @@ Ref<String> machine() {
 }  // namespace Host
 
 void Thd::sleep(std::uint64_t microseconds) noexcept {
+    // A timer wakes up so late (its slack alone is 50 us) that a short pause is better spent
+    // letting others run: measured, 10 us take 13 us this way and 70 us by a timer.
+    constexpr std::uint64_t longestYield = 50;
+    if (microseconds <= longestYield) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(microseconds);
+        while (std::chrono::steady_clock::now() < end) {
+            sched_yield();
+        }
+        return;
+    }
     timespec left = {};
     left.tv_sec = static_cast<time_t>(microseconds / 1000000);
     left.tv_nsec = static_cast<long>(microseconds % 1000000 * 1000);

@@ -21,8 +21,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A peer that is gone is noticed after 60 + 4 * 15 seconds without traffic.
-constexpr int KeepAliveIdleSeconds = 60;
+// A receive that waits this long turns the probes on; a peer that is gone is then noticed after
+// 30 + 4 * 15 seconds.
+constexpr std::uint64_t QuietMilliseconds = 10000;
+constexpr int KeepAliveIdleSeconds = 30;
 constexpr int KeepAliveIntervalSeconds = 15;
 constexpr int KeepAliveProbes = 4;
 
@@ -80,12 +82,8 @@ class PosixSocket final : public Object, public virtual Socket {
 public:
     explicit PosixSocket(Host::Descriptor descriptor) noexcept
         : descriptor_(std::move(descriptor)) {
-        const int number = descriptor_.number();
-        setOption(number, IPPROTO_TCP, TCP_NODELAY, 1);  // head and body are separate writes
-        setOption(number, SOL_SOCKET, SO_KEEPALIVE, 1);
-        setOption(number, IPPROTO_TCP, TCP_KEEPIDLE, KeepAliveIdleSeconds);
-        setOption(number, IPPROTO_TCP, TCP_KEEPINTVL, KeepAliveIntervalSeconds);
-        setOption(number, IPPROTO_TCP, TCP_KEEPCNT, KeepAliveProbes);
+        setOption(descriptor_.number(), IPPROTO_TCP, TCP_NODELAY,
+                  1);  // head and body are separate writes
     }
 
     bool connect(const Definitions::IPEndpoint& endpoint, std::uint32_t) override {
@@ -101,9 +99,7 @@ public:
             setTransferError();
             return false;
         }
-        idle_ = Limits::idle();
-        setTimeout(number, SO_SNDTIMEO, idle_);
-        setTimeout(number, SO_RCVTIMEO, idle_);
+        applyIdleLimit(limit);
         return true;
     }
 
@@ -115,7 +111,7 @@ public:
                 ::send(descriptor_.number(), bytes + sent, size - sent, MSG_NOSIGNAL);
             if (count >= 0) {
                 sent += static_cast<std::uint64_t>(count);
-            } else if (errno != EINTR || !waitFor(descriptor_.number(), POLLOUT, idle_)) {
+            } else if (!goOnWaiting(POLLOUT, sendWait_)) {
                 setTransferError();
                 break;
             }
@@ -133,9 +129,7 @@ public:
                 Error::set(ErrEndOfStream);
                 return 0;
             }
-            // After a signal the wait goes on here, where the limit is one for all signals
-            // together.
-            if (errno != EINTR || !waitFor(descriptor_.number(), POLLIN, idle_)) {
+            if (!goOnWaiting(POLLIN, receiveWait_)) {
                 setTransferError();
                 return 0;
             }
@@ -157,8 +151,54 @@ private:
         return error == 0 ? 0 : -1;
     }
 
+    /// Sets how long the kernel waits within one call; `goOnWaiting` waits for what is left of the
+    /// limit.
+    ///
+    /// @param sendWait  What is already set for a send: the connect limit.
+    void applyIdleLimit(std::uint64_t sendWait) noexcept {
+        idle_ = Limits::idle();
+        sendWait_ = sendWait;
+        if (idle_ != 0 && (sendWait_ == 0 || idle_ < sendWait_)) {
+            sendWait_ = idle_;
+            setTimeout(descriptor_.number(), SO_SNDTIMEO, sendWait_);
+        }
+        receiveWait_ = idle_ != 0 ? std::min(idle_, QuietMilliseconds) : QuietMilliseconds;
+        setTimeout(descriptor_.number(), SO_RCVTIMEO, receiveWait_);
+    }
+
+    /// Tells whether a call that moved nothing should be made again, after waiting for the rest of
+    /// the idle limit: one limit for all signals together.
+    ///
+    /// @param waited  How long the kernel has waited when the call says that it would block.
+    [[nodiscard]] bool goOnWaiting(short events, std::uint64_t waited) noexcept {
+        const bool blocked = errno == EAGAIN || errno == EWOULDBLOCK;
+        if (!blocked && errno != EINTR) {
+            return false;
+        }
+        if (blocked && idle_ != 0 && idle_ <= waited) {
+            return false;
+        }
+        startProbes();
+        return waitFor(descriptor_.number(), events,
+                       blocked && idle_ != 0 ? idle_ - waited : idle_);
+    }
+
+    void startProbes() noexcept {
+        if (std::exchange(probing_, true)) {
+            return;
+        }
+        const int number = descriptor_.number();
+        setOption(number, IPPROTO_TCP, TCP_KEEPIDLE, KeepAliveIdleSeconds);
+        setOption(number, IPPROTO_TCP, TCP_KEEPINTVL, KeepAliveIntervalSeconds);
+        setOption(number, IPPROTO_TCP, TCP_KEEPCNT, KeepAliveProbes);
+        setOption(number, SOL_SOCKET, SO_KEEPALIVE, 1);
+    }
+
     Host::Descriptor descriptor_;
-    std::uint64_t idle_ = 0;
+    std::uint64_t idle_ = 0;         // milliseconds, 0: no limit; so are the next two
+    std::uint64_t sendWait_ = 0;     // how long one call of send waits
+    std::uint64_t receiveWait_ = 0;  // how long one call of recv waits
+    bool probing_ = false;
 };
 
 }  // namespace

@@ -40,5 +40,7 @@ Ref<String> PlatformEnvironment::getLongProductName(Ref<String> key) {
     if (!key || !key->equals("Vornik")) {
         return nullptr;
     }
-    return String::concat({"Vornik/" NETHTTP_VERSION " (Linux ", Host::machine()->view(), ")"});
+    static const Ref<String> name =
+        String::concat({"Vornik/" NETHTTP_VERSION " (Linux ", Host::machine()->view(), ")"});
+    return name;
 }

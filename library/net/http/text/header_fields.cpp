@@ -3,9 +3,11 @@
 namespace Libraries::Networks::HTTP::Client {
 
 void setField(HeaderFields& fields, const Ref<String>& name, const Ref<String>& value) {
-    const auto [entry, inserted] = fields.try_emplace(name, value);
-    if (!inserted) {
-        entry->second = value;
+    const auto place = fields.lower_bound(name);
+    if (place != fields.end() && !HeaderNameLess()(name, place->first)) {
+        place->second = value;
+    } else {
+        fields.emplace_hint(place, name, value);
     }
 }
 
