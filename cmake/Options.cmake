@@ -25,6 +25,9 @@ function(nethttp_library target)
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/library>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     if(BUILD_SHARED_LIBS)
-        target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
+        target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now
+            -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+        set_property(TARGET ${target} APPEND PROPERTY
+            LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
     endif()
 endfunction()
