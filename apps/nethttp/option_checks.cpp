@@ -16,14 +16,19 @@ namespace cli {
 
 namespace {
 
+/// Follows links, and does not mind when the file is not there yet.
+std::filesystem::path resolved(const std::string& file) {
+    std::error_code ignored;
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(file, ignored), ignored);
+}
+
 bool isSameFile(const std::string& left, const std::string& right) {
     std::error_code ignored;
-    const std::filesystem::path leftPath = std::filesystem::weakly_canonical(left, ignored);
     // Devices and pipes may well serve twice.
     const bool special =
         std::filesystem::exists(left, ignored) && !std::filesystem::is_regular_file(left, ignored);
-    return !special && (leftPath == std::filesystem::weakly_canonical(right, ignored) ||
-                        std::filesystem::equivalent(left, right, ignored));
+    return !special &&
+           (resolved(left) == resolved(right) || std::filesystem::equivalent(left, right, ignored));
 }
 
 }  // namespace

@@ -19,86 +19,82 @@ namespace cli {
 
 namespace {
 
-constexpr const char* requestGroup = "Request";
-constexpr const char* tlsGroup = "TLS";
-constexpr const char* resultGroup = "Result";
-constexpr const char* environmentGroup = "Environment (for the commands too)";
+constexpr const char* generalGroup = "General (for the commands too)";
 
-/// How an option looks: its names, the name of its value, its line of help, its group.
-struct Look {
-    const char* names;
-    const char* value;
-    const char* help;
-    const char* group;
+/// What a value has to be, in words and in code.
+template <class Value>
+struct Reader {
+    const char* expected;
+    std::function<std::optional<Value>(const std::string&)> read;
 };
 
-/// Adds an option whose value `store` takes; it answers false to refuse the value, which is then
-/// complained of as "not" what `expected` says.
-CLI::Option* add(CLI::App& app, const Look& look, const std::string& expected,
-                 const std::function<bool(const std::string&)>& store) {
-    const auto take = [name = std::string(look.names), expected,
-                       store](const CLI::results_t& values) {
-        for (const std::string& value : values) {
-            if (!store(value)) {
-                throw CLI::ValidationError(name, '\'' + value + "' is not " + expected);
+Reader<std::uint64_t> numberWithin(std::uint64_t smallest, std::uint64_t largest,
+                                   const char* expected) {
+    return {expected, [smallest, largest](const std::string& text) {
+                return readNumber(text, smallest, largest);
+            }};
+}
+
+/// Adds options that stand together in the help text.
+class Group {
+public:
+    Group(CLI::App& app, const char* name) : app_(app), name_(name) {}
+
+    /// Adds an option whose value `store` takes; it answers false to refuse the value, which then
+    /// is complained of as not what `expected` says.
+    CLI::Option* add(const char* names, const char* value, const char* help, const char* expected,
+                     const std::function<bool(const std::string&)>& store) {
+        const auto take = [names, expected, store](const CLI::results_t& values) {
+            for (const std::string& text : values) {
+                if (!store(text)) {
+                    throw CLI::ValidationError(names, '\'' + text + "' is not " + expected);
+                }
             }
-        }
-        return true;
-    };
-    CLI::Option* const option = app.add_option(look.names, CLI::callback_t(take), look.help);
-    return option->type_name(look.value)->group(look.group);
-}
+            return true;
+        };
+        CLI::Option* const option = app_.add_option(names, CLI::callback_t(take), help);
+        return option->type_name(value)->group(name_);
+    }
+    template <class Value, class Target>
+    CLI::Option* read(const char* names, const char* value, const char* help,
+                      const Reader<Value>& reader, Target& target) {
+        return add(names, value, help, reader.expected,
+                   [read = reader.read, &target](const std::string& text) {
+                       const std::optional<Value> result = read(text);
+                       if (result) {
+                           target = *result;
+                       }
+                       return result.has_value();
+                   });
+    }
+    template <class Target>
+    CLI::Option* text(const char* names, const char* value, const char* help, Target& target) {
+        const Reader<std::string> any = {"a text", [](const std::string& given) { return given; }};
+        return read(names, value, help, any, target);
+    }
+    CLI::Option* flag(const char* names, const char* help, const std::function<void()>& set) {
+        return app_.add_flag_callback(names, set, help)->group(name_);
+    }
 
-template <class Value>
-CLI::Option* addRead(CLI::App& app, const Look& look, const std::string& expected,
-                     std::optional<Value>& target,
-                     const std::function<std::optional<Value>(const std::string&)>& read) {
-    return add(app, look, expected, [&target, read](const std::string& text) {
-        target = read(text);
-        return target.has_value();
-    });
-}
-
-CLI::Option* addText(CLI::App& app, const Look& look, std::optional<std::string>& target) {
-    return add(app, look, "a text", [&target](const std::string& text) {
-        target = text;
-        return true;
-    });
-}
-
-/// Answers a reader of numbers within bounds.
-std::function<std::optional<std::uint64_t>(const std::string&)> numberWithin(
-    std::uint64_t smallest, std::uint64_t largest) {
-    return [smallest, largest](const std::string& text) {
-        return readNumber(text, smallest, largest);
-    };
-}
-
-void addFlag(CLI::App& app, const Look& look, Options& options, Request::Flag flag) {
-    app.add_flag_callback(
-           look.names, [&options, flag] { options.flags.add(flag); }, look.help)
-        ->group(look.group);
-}
+private:
+    CLI::App& app_;
+    const char* name_;
+};
 
 void addTarget(CLI::App& app, Options& options) {
-    addText(app, {"URL", "", "Whom to ask for what", ""}, options.url);
-    addRead<std::string>(app,
-                         {"-X,--method", "TOKEN", "The method; GET unless given", requestGroup},
-                         "a method token", options.method, readMethod);
-    addRead<Request::Protocol>(
-        app,
-        {"--protocol", "NAME", "auto, http or https: the protocol to speak, whatever the URL says",
-         requestGroup},
-        "auto, http or https", options.protocol, readProtocol);
-    addText(app, {"--host", "HOST", "The host to connect to, in place of the URL's", requestGroup},
-            options.host);
-    addRead<std::uint64_t>(app, {"--port", "N", "The port, in place of the URL's", requestGroup},
-                           "a port from 0 to 65535", options.port, numberWithin(0, 65535));
-    addText(app, {"--path", "PATH", "Path and query, in place of the URL's", requestGroup},
-            options.path);
-    addRead<Request::Version>(
-        app, {"--http-version", "V", "1.0 (unless given) or 1.1 in the request line", requestGroup},
-        "1.0 or 1.1", options.version, readVersion);
+    const Reader<std::string> method = {"a method token", readMethod};
+    const Reader<Request::Protocol> protocol = {"auto, http or https", readProtocol};
+    const Reader<Request::Version> version = {"1.0 or 1.1", readVersion};
+    Group group(app, "Request");
+    group.text("URL", "", "", options.url);
+    group.read("-X,--method", "TOKEN", "The method; GET unless given", method, options.method);
+    group.read("--protocol", "NAME", "auto, http or https, whatever the URL says", protocol,
+               options.protocol);
+    group.text("--host", "HOST", "Connect to HOST, whatever the URL says", options.host);
+    group.read("--port", "N", "Connect to port N, whatever the URL says",
+               numberWithin(0, 65535, "a port from 0 to 65535"), options.port);
+    group.text("--path", "PATH", "Ask for PATH, whatever the URL says", options.path);
+    group.read("--http-version", "V", "1.0 (unless given) or 1.1", version, options.version);
 }
 
 void addContent(CLI::App& app, Options& options) {
@@ -109,145 +105,124 @@ void addContent(CLI::App& app, Options& options) {
         }
         return header.has_value();
     };
-    add(app,
-        {"-H,--header", "FIELD", "A header field 'Name: value'; may be repeated", requestGroup},
-        "one line of the form 'Name: value'", storeHeader)
+    Group group(app, "Request");
+    group
+        .add("-H,--header", "FIELD", "A field 'Name: value'; may be repeated",
+             "one line of the form 'Name: value'", storeHeader)
         ->take_all()
         ->allow_extra_args(false);
-    CLI::Option* const body = addText(
-        app, {"-d,--body", "TEXT", "A body: the bytes of TEXT", requestGroup}, options.body);
-    addText(app, {"-T,--body-file", "FILE", "A body: FILE, or - for standard input", requestGroup},
-            options.bodyFile)
+    CLI::Option* const body =
+        group.text("-d,--body", "TEXT", "A body: the bytes of TEXT", options.body);
+    group.text("-T,--body-file", "FILE", "A body: FILE, or - for standard input", options.bodyFile)
         ->excludes(body);
-    addFlag(app, {"--disallow-http", "", "Refuse http, on redirects too", requestGroup}, options,
-            Request::Flag::DisallowHttp);
-    addFlag(app, {"--disallow-https", "", "Refuse https, on redirects too", requestGroup}, options,
-            Request::Flag::DisallowHttps);
-    addFlag(app,
-            {"--no-default-user-agent", "", "Add no User-Agent of the library's own", requestGroup},
-            options, Request::Flag::NoDefaultUserAgent);
-    addFlag(app, {"--no-redirect", "", "Take a redirect as the result", requestGroup}, options,
-            Request::Flag::NoRedirect);
-    addFlag(
-        app,
-        {"--ssl-ignore-untrusted", "", "Accept self-signed and untrusted certificates", tlsGroup},
-        options, Request::Flag::SslIgnoreUntrusted);
-    addFlag(
-        app,
-        {"--ssl-ignore-validity-period", "", "Accept certificates outside their dates", tlsGroup},
-        options, Request::Flag::SslIgnoreValidityPeriod);
-    addFlag(app,
-            {"--ssl-ignore-invalid", "", "Accept certificates that are wrong otherwise", tlsGroup},
-            options, Request::Flag::SslIgnoreInvalid);
+}
+
+void addFlags(CLI::App& app, Options& options) {
+    struct Row {
+        const char* group;
+        const char* name;
+        const char* help;
+        Request::Flag flag;
+    };
+    constexpr Row rows[] = {
+        {"Request", "--disallow-http", "Refuse http, on redirects too",
+         Request::Flag::DisallowHttp},
+        {"Request", "--disallow-https", "Refuse https, on redirects too",
+         Request::Flag::DisallowHttps},
+        {"Request", "--no-default-user-agent", "Add no User-Agent of the library's own",
+         Request::Flag::NoDefaultUserAgent},
+        {"Request", "--no-redirect", "Take a redirect as the result", Request::Flag::NoRedirect},
+        {"TLS", "--ssl-ignore-untrusted", "Accept self-signed and untrusted certificates",
+         Request::Flag::SslIgnoreUntrusted},
+        {"TLS", "--ssl-ignore-validity-period", "Accept certificates outside their dates",
+         Request::Flag::SslIgnoreValidityPeriod},
+        {"TLS", "--ssl-ignore-invalid", "Accept certificates that are wrong otherwise",
+         Request::Flag::SslIgnoreInvalid},
+        {"Result", "-v,--verbose", "Trace the exchange in the log", Request::Flag::Verbose},
+    };
+    for (const Row& row : rows) {
+        Group(app, row.group).flag(row.name, row.help, [&options, flag = row.flag] {
+            options.flags.add(flag);
+        });
+    }
 }
 
 void addResult(CLI::App& app, Options& options) {
-    add(app,
-        {"-o,--output", "FILE", "Where the body goes; - (unless given) is standard output",
-         resultGroup},
-        "a file", [&options](const std::string& text) {
-            options.output = text;
-            return true;
-        });
-    app.add_flag("--memory", options.memory, "Collect the body in memory, write it when complete")
-        ->group(resultGroup);
-    addText(app, {"--report", "FILE", "Write what happened to FILE, one line of JSON", resultGroup},
-            options.report);
-    app.add_flag("-f,--fail", options.fail,
-                 "End with status 22 when the response's is 400 or above")
-        ->group(resultGroup);
-    CLI::Option* const progress = app.add_flag_callback(
-                                         "--progress", [&options] { options.progress = true; },
-                                         "Show a progress bar on standard error in any case")
-                                      ->group(resultGroup);
-    app.add_flag_callback(
-           "--no-progress", [&options] { options.progress = false; },
-           "Show none, even on a terminal")
-        ->group(resultGroup)
+    const auto count = numberWithin(1, UINT64_MAX, "a number from 1 on");
+    Group group(app, "Result");
+    group.text("-o,--output", "FILE", "Where the body goes; - is standard output", options.output);
+    group.flag("--memory", "Hold the body in memory, write it at the end",
+               [&options] { options.memory = true; });
+    group.text("--report", "FILE", "Write what happened to FILE, as JSON", options.report);
+    group.flag("-f,--fail", "End with status 22 from response status 400 on",
+               [&options] { options.fail = true; });
+    CLI::Option* const progress = group.flag("--progress", "Show a progress bar in any case",
+                                             [&options] { options.progress = true; });
+    group
+        .flag("--no-progress", "Show no progress bar, even on a terminal",
+              [&options] { options.progress = false; })
         ->excludes(progress);
-    add(app, {"--repeat", "N", "Perform the request N times", resultGroup}, "a number from 1 on",
-        [&options](const std::string& text) {
-            const auto number = readNumber(text, 1, UINT64_MAX);
-            options.repeat = number.value_or(0);
-            return number.has_value();
-        });
-    addRead<std::uint64_t>(
-        app, {"--cancel-after", "N", "Cancel when asked the Nth time whether to", resultGroup},
-        "a number from 1 on", options.cancelAfter, numberWithin(1, UINT64_MAX));
+    group.read("--repeat", "N", "Perform the request N times", count, options.repeat);
+    group.read("--cancel-after", "N", "Cancel when asked for the Nth time", count,
+               options.cancelAfter);
 }
 
-void addEnvironment(CLI::App& app, Options& options) {
-    app.add_flag_callback(
-           "-v,--verbose", [&options] { options.flags.add(Request::Flag::Verbose); },
-           "Trace the exchange in the log (its level becomes 1)")
-        ->group(resultGroup);
-    addRead<std::uint64_t>(
-        app,
-        {"--log-level", "N", "1 trace, 3 warnings (unless given), 4 failures, 5 nothing",
-         environmentGroup},
-        "a level from 1 to 5", options.logLevel, numberWithin(1, 5));
-    addRead<std::uint64_t>(
-        app,
-        {"--connect-timeout", "S", "Seconds a connect may take; 0: no limit", environmentGroup},
-        "a time in seconds", options.connectLimit, readSeconds);
-    addRead<std::uint64_t>(
-        app,
-        {"--idle-timeout", "S", "Seconds without a byte moving; 0: no limit", environmentGroup},
-        "a time in seconds", options.idleLimit, readSeconds);
-    addText(
-        app,
-        {"--boot", "WORDS", "The boot parameter's text, with its debug words", environmentGroup},
-        options.boot);
+void addGeneral(CLI::App& app, Options& options) {
+    const Reader<std::uint64_t> seconds = {"a time in seconds", readSeconds};
+    Group group(app, generalGroup);
+    group.read("--log-level", "N", "1 trace, 3 warnings (default), 4 failures, 5 off",
+               numberWithin(1, 5, "a level from 1 to 5"), options.logLevel);
+    group.read("--connect-timeout", "S", "Seconds a connect may take; 0: no limit", seconds,
+               options.connectLimit);
+    group.read("--idle-timeout", "S", "Seconds without a byte moving; 0: no limit", seconds,
+               options.idleLimit);
+    group.text("--boot", "WORDS", "The boot parameter: words that switch traces on", options.boot);
+    app.set_help_flag("-h,--help", "Print this text")->group(generalGroup);
+    app.set_version_flag("--version", "nethttp " NETHTTP_VERSION, "Print the program's version")
+        ->group(generalGroup);
 }
 
-/// Adds a command; options of the environment may stand behind it, too.
-CLI::App* addCommand(CLI::App& app, Options& options, Command command, const char* name,
+/// Adds a command; the general options may stand behind it, too.
+CLI::App& addCommand(CLI::App& app, Options& options, Command command, const char* name,
                      const char* help) {
-    CLI::App* const sub = app.add_subcommand(name, help)->fallthrough();
+    CLI::App* const sub = app.add_subcommand(name, help)->fallthrough()->group("Commands");
     sub->parse_complete_callback([&options, command] { options.command = command; });
-    return sub;
+    return *sub;
 }
 
-void addUtilities(CLI::App& app, Options& options) {
-    const auto addArgument = [&options](CLI::App* sub, const char* name, const char* help) {
-        add(*sub, {name, "", help, "Positionals"}, "a text", [&options](const std::string& text) {
-            options.text = text;
-            return true;
-        })->required();
+void addCommands(CLI::App& app, Options& options) {
+    struct Row {
+        Command command;
+        const char* name;
+        const char* argument;
+        const char* help;
     };
-    const auto addSplitFlag = [&options](CLI::App* sub, const char* name, const char* help,
-                                         Request::SplitFlag flag) {
-        sub->add_flag_callback(
-            name, [&options, flag] { options.splitFlags.add(flag); }, help);
+    constexpr Row rows[] = {
+        {Command::Split, "split", "URL", "Print the parts of a URL as JSON"},
+        {Command::Encode, "encode", "TEXT", "Print a text escaped for use in a URL"},
+        {Command::Decode, "decode", "TEXT", "Print a text with its escapes made characters"},
+        {Command::Status, "status", "CODE", "Print the description of a status code"},
+        {Command::UserAgent, "user-agent", nullptr, "Print the default user agent"},
+        {Command::Probe, "probe", "URL", "Tell whether a URL's server accepts connections"},
+        {Command::Demo, "demo", nullptr, "Show the library at work, on a server of its own"},
     };
-    CLI::App* const split =
-        addCommand(app, options, Command::Split, "split", "Print the parts of a URL as JSON");
-    addArgument(split, "URL", "The URL to split");
-    addSplitFlag(split, "--keep-port-in-host", "Leave the port in the host",
-                 Request::SplitFlag::KeepPortInHost);
-    addSplitFlag(split, "--keep-path-in-host", "Leave the path in the host",
-                 Request::SplitFlag::KeepPathInHost);
-    addArgument(addCommand(app, options, Command::Encode, "encode",
-                           "Print a text escaped for use in a URL"),
-                "TEXT", "The text to escape");
-    addArgument(addCommand(app, options, Command::Decode, "decode",
-                           "Print a text with its escapes made characters"),
-                "TEXT", "The text to unescape");
-    CLI::App* const status = addCommand(app, options, Command::Status, "status",
-                                        "Print the description of a status code");
-    add(*status, {"CODE", "", "The status code", "Positionals"}, "a number",
-        [&options](const std::string& text) {
-            const auto number = readNumber(text, 0, UINT64_MAX);
-            options.statusCode = number.value_or(0);
-            return number.has_value();
-        })
-        ->required();
-    addCommand(app, options, Command::UserAgent, "user-agent", "Print the default user agent");
-    addArgument(addCommand(app, options, Command::Probe, "probe",
-                           "Tell whether a URL's server accepts connections"),
-                "URL", "The URL of the server");
-    addCommand(app, options, Command::Demo, "demo",
-               "Show the library at work against a server inside the program");
+    const auto code = numberWithin(0, UINT64_MAX, "a number");
+    for (const Row& row : rows) {
+        CLI::App& sub = addCommand(app, options, row.command, row.name, row.help);
+        Group group(sub, "Positionals");
+        if (row.command == Command::Status) {
+            group.read(row.argument, "", "", code, options.statusCode)->required();
+        } else if (row.argument != nullptr) {
+            group.text(row.argument, "", "", options.text)->required();
+        }
+        if (row.command == Command::Split) {
+            Group flags(sub, "Options");
+            flags.flag("--keep-port-in-host", "Leave the port in the host",
+                       [&options] { options.splitFlags.add(Request::SplitFlag::KeepPortInHost); });
+            flags.flag("--keep-path-in-host", "Leave the path in the host",
+                       [&options] { options.splitFlags.add(Request::SplitFlag::KeepPathInHost); });
+        }
+    }
 }
 
 /// Answers what is wrong with options that are sound each by itself, or nothing.
@@ -255,7 +230,7 @@ std::string wrongTogether(const CLI::App& app, const Options& options) {
     if (options.command != Command::Exchange) {
         const std::string command = app.get_subcommands().front()->get_name();
         for (const CLI::Option* const option : app.get_options()) {
-            if (option->count() != 0 && option->get_group() != environmentGroup) {
+            if (option->count() != 0 && option->get_group() != generalGroup) {
                 return option->get_name() + " has no meaning for '" + command + '\'';
             }
         }
@@ -307,20 +282,18 @@ std::variant<Options, ExitStatus> readOptions(int count, const char* const* argu
     Options options;
     CLI::App app("Performs one HTTP or HTTPS request, and its redirects.", "nethttp");
     app.formatter(std::make_shared<HelpLayout>());
-    app.set_help_flag("-h,--help", "Print this text")->group(environmentGroup);
-    app.set_version_flag("--version", "nethttp " NETHTTP_VERSION, "Print the program's version")
-        ->group(environmentGroup);
     app.require_subcommand(0, 1);
-    app.footer(helpExamples);
     addTarget(app, options);
     addContent(app, options);
+    addFlags(app, options);
     addResult(app, options);
-    addEnvironment(app, options);
-    addUtilities(app, options);
+    addGeneral(app, options);
+    addCommands(app, options);
+    app.footer(helpExamples);  // behind the commands, which would inherit it
     try {
         app.parse(reversedArguments(app, count, arguments));
     } catch (const CLI::CallForHelp&) {
-        return print(app.help());
+        return print(helpText(app));
     } catch (const CLI::CallForVersion& version) {
         return print(std::string(version.what()) + '\n');
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,125 @@
+// Exchanges: what the program does with request bodies, and the status it ends with.
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/cli/program.hpp"
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+namespace {
+
+TEST(CliExchange, BodyAloneGoesToStandardOutput) {
+    const std::string body("a\0b\r\n\xff", 6);
+    ScriptedServer server{Expect{"GET /f HTTP/1.0\r\n"}, ReadHead{}, Send{response("200 OK", body)},
+                          Close{}};
+    const Outcome outcome = runProgram({urlOf(server, "/f")});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, body);
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST(CliExchange, FailureIsOneLineOfItsOwn) {
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc"},
+                          Close{}};
+    const Outcome outcome = runProgram({"--log-level", "5", urlOf(server, "/\x1b[2J")});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "abc");
+    EXPECT_EQ(outcome.errors, "nethttp: ErrTransfer (8443h): " + urlOf(server, "/") + "\\x1b[2J\n");
+}
+
+TEST(CliExchange, StatusFollowsTheResponseWhenAsked) {
+    struct Row {
+        const char* option;
+        const char* statusLine;
+        int status;
+    };
+    for (const Row& row : {Row{"--fail", "399 X", 0}, Row{"--fail", "400 X", 22},
+                           Row{"-f", "503 X", 22}, Row{"--no-progress", "404 X", 0}}) {
+        ScriptedServer server{ReadHead{}, Send{response(row.statusLine, "why")}, Close{}};
+        const Outcome outcome = runProgram({row.option, urlOf(server, "/")});
+        EXPECT_EQ(outcome.status, row.status) << row.option << ' ' << row.statusLine;
+        EXPECT_EQ(outcome.output, "why");
+    }
+}
+
+/// Two exchanges of one request, the first of which a redirect makes two hops: three bodies.
+TEST(CliExchange, EveryHopAndEveryRepetitionSendsTheBody) {
+    const TemporaryFile file("0123456789");
+    const std::vector<std::string> sources[] = {
+        {"-d", "0123456789"}, {"-T", file.path()}, {"-T", "-"}};
+    for (const auto& source : sources) {
+        SCOPED_TRACE(source.back());
+        const std::string moved = "HTTP/1.1 307 X\r\nLocation: /b\r\nContent-Length: 0\r\n\r\n";
+        ScriptedServer server{ReadHead{},
+                              ExpectExactly{"0123456789"},
+                              Send{moved},
+                              Close{},
+                              NextConnection{},
+                              Expect{"PUT /b "},
+                              ReadHead{},
+                              ExpectExactly{"0123456789"},
+                              Send{response("200 OK", "1")},
+                              Close{},
+                              NextConnection{},
+                              Expect{"PUT /a "},
+                              ReadHead{},
+                              ExpectExactly{"0123456789"},
+                              Send{response("200 OK", "2")},
+                              Close{}};
+        std::vector<std::string> arguments = {"-X", "PUT", "--repeat", "2", urlOf(server, "/a")};
+        arguments.insert(arguments.end(), source.begin(), source.end());
+        const Outcome outcome = Program(arguments).input("0123456789").run();
+        EXPECT_TRUE(server.finished()) << server.report();
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_EQ(outcome.output, "12");
+    }
+}
+
+TEST(CliExchange, OneFailureOfSeveralIsRememberedAndTheRestGoesOn) {
+    ScriptedServer server{ReadHead{},
+                          ExpectExactly{"body"},
+                          Send{"rubbish\r\n\r\n"},
+                          Close{},
+                          NextConnection{},
+                          ReadHead{},
+                          ExpectExactly{"body"},
+                          Send{response("404 X", "second")},
+                          Close{}};
+    const Outcome outcome =
+        runProgram({"--fail", "--repeat", "2", "-d", "body", urlOf(server, "/")});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "second");
+    EXPECT_TRUE(server.finished()) << server.report();
+}
+
+TEST(CliExchange, CancelQueryStopsTheUploadAtItsNthCall) {
+    const TemporaryFile file(std::string(3U << 20U, 'x'));
+    const TemporaryFile report("");
+    ScriptedServer server{ReadHead{}, ReadBody{2U << 20U}, Close{}};
+    const Outcome outcome = runProgram(
+        {"--cancel-after", "2", "-T", file.path(), "--report", report.path(), urlOf(server, "/")});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors,
+                EndsWith("nethttp: ErrCancelled (8442h): " + urlOf(server, "/") + "\n"));
+    EXPECT_THAT(report.content(), HasSubstr("\"cancelAsked\":2}"));
+}
+
+TEST(CliExchange, TimeoutsBreakTheExchange) {
+    ScriptedServer silent{ReadHead{}, Expect{"never sent"}};
+    const Outcome idle = runProgram({"--idle-timeout", "0.05", urlOf(silent, "/")});
+    EXPECT_EQ(idle.status, 1);
+    EXPECT_THAT(idle.errors, HasSubstr("nethttp: ErrTransfer (8443h): "));
+    const UnansweringPort port;
+    const Outcome connect =
+        runProgram({"--connect-timeout", "0.05",
+                    "http://127.0.0.1:" + std::to_string(port.listener().port()) + "/"});
+    EXPECT_EQ(connect.status, 1);
+    EXPECT_THAT(connect.errors, HasSubstr("nethttp: ErrTransfer (8443h): "));
+}
+
+}  // namespace
