@@ -1,1 +1,59 @@
+# What an installation holds: the two libraries, their public headers, the command line, and the
+# files by which CMake and pkg-config find them. The whole tree may be moved after installation.
+include(CMakePackageConfigHelpers)
 
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/NetHttp)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The library finds the platform beside it, the program both from where it is installed.
+file(RELATIVE_PATH bin_to_lib
+    ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set_target_properties(nethttp_http nethttp_platform PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS nethttp_http nethttp_platform EXPORT NetHttpTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET nethttp_cli)
+    set_target_properties(nethttp_cli PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+    install(TARGETS nethttp_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/public_headers.txt public_headers)
+foreach(header IN LISTS public_headers)
+    set(base ${PROJECT_SOURCE_DIR})
+    if(header MATCHES "^net/")
+        set(base ${PROJECT_SOURCE_DIR}/library)
+    endif()
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${base}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
+endforeach()
+
+# A static library passes on what it needs itself.
+get_target_property(library_links nethttp_http LINK_LIBRARIES)
+set(NETHTTP_PRIVATE_PACKAGES "")
+set(NETHTTP_PRIVATE_MODULES "")
+if(library_links MATCHES "OpenSSL")
+    set(NETHTTP_PRIVATE_MODULES "openssl")
+endif()
+if(NOT BUILD_SHARED_LIBS)
+    set(NETHTTP_PRIVATE_PACKAGES "find_dependency(Threads)\n")
+    if(library_links MATCHES "OpenSSL")
+        string(APPEND NETHTTP_PRIVATE_PACKAGES "find_dependency(OpenSSL)\n")
+    endif()
+endif()
+
+install(EXPORT NetHttpTargets NAMESPACE NetHttp:: DESTINATION ${package_dir})
+configure_package_config_file(
+    ${PROJECT_SOURCE_DIR}/cmake/NetHttpConfig.cmake.in ${PROJECT_BINARY_DIR}/NetHttpConfig.cmake
+    INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/NetHttpConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/NetHttpConfig.cmake ${PROJECT_BINARY_DIR}/NetHttpConfigVersion.cmake
+    DESTINATION ${package_dir})
+
+# pkg-config finds the prefix from the place of its file.
+file(RELATIVE_PATH NETHTTP_PC_TO_PREFIX /${pkgconfig_dir} /)
+string(REGEX REPLACE "/$" "" NETHTTP_PC_TO_PREFIX ${NETHTTP_PC_TO_PREFIX})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/nethttp.pc.in ${PROJECT_BINARY_DIR}/nethttp.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/nethttp.pc DESTINATION ${pkgconfig_dir})
