@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::uint64_t SmallestBlock = 4096;
-constexpr std::uint64_t LargestHeapBlock = 256 * 1024;
+constexpr std::uint64_t LargestHeapBlock = std::uint64_t{256} * 1024;
 constexpr std::uint64_t PageSize = 4096;
 constexpr std::uint64_t LargestBody = std::uint64_t{1} << 47U;  // beyond any address space
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <initializer_list>
 #include <set>
 #include <type_traits>
@@ -26,8 +27,8 @@ template <class Enum, class Mask = unsigned int, class Convert = EnumSeqConvert<
 class Set {
 public:
     constexpr Set() noexcept = default;
-    constexpr Set(Enum value) noexcept
-        : mask_(Convert::toMask(value)) {}  // NOLINT(google-explicit-constructor): a set of one
+    // NOLINTNEXTLINE(google-explicit-constructor): an enumerator is a set of one
+    constexpr Set(Enum value) noexcept : mask_(Convert::toMask(value)) {}
     constexpr Set(std::initializer_list<Enum> values) noexcept {
         for (const Enum value : values) {
             add(value);

@@ -48,8 +48,8 @@ public:
 
     HeapAllocator() noexcept = default;
     template <class U>
-    HeapAllocator(const HeapAllocator<U>&) noexcept {
-    }  // NOLINT(google-explicit-constructor): required
+    // NOLINTNEXTLINE(google-explicit-constructor): required of allocators
+    HeapAllocator(const HeapAllocator<U>&) noexcept {}
 
     T* allocate(std::size_t count) noexcept {
         const bool fits = count <= static_cast<std::size_t>(-1) / sizeof(T);

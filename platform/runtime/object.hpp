@@ -53,6 +53,10 @@ public:
     static void operator delete(void*, void*) noexcept {}
 };
 
+/// A type whose objects can be seen as objects of `Base`.
+template <class Derived, class Base>
+concept ViewOf = std::convertible_to<Derived*, Base*>;
+
 /// A counted reference to an object, or null. Moving it leaves the count untouched.
 ///
 /// @threads Distinct references may be used on distinct threads; one reference by one thread at a
@@ -61,8 +65,8 @@ template <class T>
 class Ref {
 public:
     Ref() noexcept = default;
-    Ref(std::nullptr_t) noexcept {
-    }  // NOLINT(google-explicit-constructor): null is a value of every reference
+    // NOLINTNEXTLINE(google-explicit-constructor): null is a value of every reference
+    Ref(std::nullptr_t) noexcept {}
 
     /// Takes one reference to `object`, which may be null.
     explicit Ref(T* object) noexcept : object_(object) {
@@ -73,14 +77,12 @@ public:
     Ref(const Ref& other) noexcept : Ref(other.object_) {}
     Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
 
-    template <class U>
-    requires std::convertible_to<U*, T*> Ref(const Ref<U>& other)
-    noexcept
-        : Ref(static_cast<T*>(other.get())) {
-    }  // NOLINT(google-explicit-constructor): towards a base
-    template <class U>
-    requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
-    noexcept : object_(other.detach()) {}  // NOLINT(google-explicit-constructor): towards a base
+    template <ViewOf<T> U>
+    // NOLINTNEXTLINE(google-explicit-constructor): towards a base
+    Ref(const Ref<U>& other) noexcept : Ref(static_cast<T*>(other.get())) {}
+    template <ViewOf<T> U>
+    // NOLINTNEXTLINE(google-explicit-constructor): towards a base
+    Ref(Ref<U>&& other) noexcept : object_(other.detach()) {}
 
     ~Ref() {
         if (object_ != nullptr) {
@@ -88,6 +90,7 @@ public:
         }
     }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the copy is taken first
     Ref& operator=(const Ref& other) noexcept {
         Ref(other).swap(*this);
         return *this;
@@ -109,6 +112,8 @@ public:
         return Ref<U>(dynamic_cast<U*>(object_));
     }
 
+    // The analyzer does not follow atomic counts.
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): not freed here
     [[nodiscard]] T* get() const noexcept { return object_; }
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }

@@ -114,6 +114,9 @@ public:
     [[nodiscard]] virtual bool wasRedirected() const = 0;
     /// Answers the URL that answered. With `Request::Flag::NoRedirect` and a redirect: its target.
     [[nodiscard]] virtual Ref<String> url() const = 0;
+
+    // Last, so that it takes no place among the operations above.
+    ~Response() override = default;
 };
 
 /// One HTTP or HTTPS exchange: configure it, then perform it, any number of times.
@@ -284,6 +287,9 @@ public:
     /// Answers the endpoint that the last connection of the last exchange dialled, such as
     /// "192.0.2.7:80" or "[2001:db8:0:0:0:0:0:1]:80"; null when there was none.
     [[nodiscard]] virtual Ref<String> peerAddress() const = 0;
+
+    // Last, so that it takes no place among the operations above.
+    ~Request() override = default;
 };
 
 }  // namespace Libraries::Networks::HTTP::Client

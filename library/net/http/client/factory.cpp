@@ -9,8 +9,8 @@ Ref<Request> Request::create(Definitions::Set<Flag> flags) {
 }
 
 Request::Request() noexcept = default;
-Request::Request(const Request&) noexcept : RefCount() {}
-Request::Request(Request&&) noexcept : RefCount() {}
+Request::Request(const Request& other) noexcept : RefCount(other) {}
+Request::Request(Request&& other) noexcept : RefCount(other) {}
 Request& Request::operator=(const Request&) noexcept {
     return *this;
 }
@@ -19,8 +19,8 @@ Request& Request::operator=(Request&&) noexcept {
 }
 
 Response::Response() noexcept = default;
-Response::Response(const Response&) noexcept : RefCount() {}
-Response::Response(Response&&) noexcept : RefCount() {}
+Response::Response(const Response& other) noexcept : RefCount(other) {}
+Response::Response(Response&& other) noexcept : RefCount(other) {}
 Response& Response::operator=(const Response&) noexcept {
     return *this;
 }
