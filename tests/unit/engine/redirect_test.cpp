@@ -1,0 +1,127 @@
+#include "net/http/engine/redirect.hpp"
+
+#include <gtest/gtest.h>
+
+#include "platform/runtime/error.hpp"
+
+#include "tests/support/host.hpp"
+#include "tests/support/log_capture.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+namespace {
+
+const HopTarget& hop() {
+    static const HopTarget target = {str("http"), str("h"), 80, str("/a/b/c")};
+    return target;
+}
+
+struct TargetCase {
+    const char* name;
+    const char* location;
+    const char* current;
+    const char* target;
+};
+
+constexpr const char* Abc = "http://h/a/b/c";
+
+constexpr TargetCase targets[] = {
+    {"PathHasAlwaysAPort", "/x", Abc, "http://h:80/x"},
+    {"PathKeepsQueryAndDots", "/x/../y?z#f", Abc, "http://h:80/x/../y?z#f"},
+    {"TwoSlashesAreAPath", "//other/x", Abc, "http://h:80//other/x"},
+    {"PathWithAMark", "/x?u=http://o/", Abc, "http://h:80/x?u=http://o/"},
+    {"Absolute", "HTTPS://Other:1/X", Abc, "HTTPS://Other:1/X"},
+    {"AbsoluteWithoutPath", "ftp://o", Abc, "ftp://o"},
+    {"AbsoluteWithEmptyProtocol", "://o/x", Abc, "://o/x"},
+    {"MarkBehindASlashIsRelative", "x/http://o/", Abc, "http://h/a/b/x/http://o/"},
+    {"MarkInAQueryIsAbsolute", "x?u=http://o/", Abc, "x?u=http://o/"},
+    {"MarkWithOneSlash", "http:/x", Abc, "http://h/a/b/http:/x"},
+    {"Relative", "y", Abc, "http://h/a/b/y"},
+    {"RelativeKeepsDotsInside", "y/../z", Abc, "http://h/a/b/y/../z"},
+    {"QueryAloneReplacesTheLastSegment", "?q", Abc, "http://h/a/b/?q"},
+    {"FragmentAlone", "#f", Abc, "http://h/a/b/#f"},
+    {"BaseEndsInASlash", "y", "http://h/a/", "http://h/a/y"},
+    {"BaseQueryWithSlash", "y", "http://h/a?p=b/c", "http://h/a?p=b/y"},
+    {"OneDot", "./y", Abc, "http://h/a/b/y"},
+    {"TwoDots", "../y", Abc, "http://h/a/y"},
+    {"FourDots", "../../y", Abc, "http://h/y"},
+    {"NeverAboveTheRoot", "../../../../y", Abc, "http://h/y"},
+    {"OnlyADot", ".", Abc, "http://h/a/b"},
+    {"OnlyTwoDots", "..", Abc, "http://h/a"},
+    {"DotAndSlash", "./", Abc, "http://h/a/b/"},
+    {"TwoDotsAndSlash", "../", Abc, "http://h/a/"},
+    {"HiddenFile", ".x/y", Abc, "http://h/a/b/.x/y"},
+    {"ThreeDots", ".../y", Abc, "http://h/a/b/.../y"},
+    {"DotsInTheMiddle", "./x/.././y/../z", Abc, "http://h/a/b/z"},
+    {"EmptySegmentsCount", ".//y", Abc, "http://h/a/b//y"},
+    {"EmptySegmentIsRemoved", ".//../y", Abc, "http://h/a/b/y"},
+    {"QueryIsNotResolved", "../y?p=../q", Abc, "http://h/a/y?p=../q"},
+    {"FragmentIsNotResolved", "../y#../q?r", Abc, "http://h/a/y#../q?r"},
+    {"DotBeforeAQuery", ".?q", Abc, "http://h/a/b?q"},
+    {"RootWithDots", "../y", "http://h/c", "http://h/y"},
+    {"RootWithDot", "./y", "http://h/", "http://h/y"},
+    {"PortStaysInTheOrigin", "../y", "http://h:81/a/b/c", "http://h:81/a/y"},
+    {"BaseQueryCutsTheList", "./y", "http://h/a/b?p=c/d", "http://h/a/b/y"},
+    {"BaseFragmentCutsTheList", "../y", "http://h/a/b#f/g/h", "http://h/a/y"},
+};
+
+TEST(RedirectTarget, Table) {
+    for (const TargetCase& row : targets) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(plain(redirectTarget(row.location, row.current, hop())), row.target);
+    }
+    const HopTarget secure = {str("https"), str("[::1]"), 8443, str("/")};
+    EXPECT_EQ(plain(redirectTarget("/x", "https://[::1]:8443/", secure)), "https://[::1]:8443/x");
+}
+
+HeaderFields locationOf(const char* location) {
+    HeaderFields fields;
+    fields.emplace(str("LOCATION"), str(location));
+    return fields;
+}
+
+TEST(DecideRedirect, MovesTheUrlsOn) {
+    const LogCapture log;
+    RedirectState state;
+    state.currentUrl = str(Abc);
+    EXPECT_EQ(decideRedirect(locationOf("d"), hop(), true, state), Redirect::Follow);
+    EXPECT_EQ(plain(state.currentUrl), "http://h/a/b/d");
+    EXPECT_EQ(plain(state.previousUrl), Abc);
+    EXPECT_TRUE(state.wasRedirected);
+    EXPECT_TRUE(log.has(1, "HTTP Client", "Implicit redirect to URL: http://h/a/b/d"));
+}
+
+TEST(DecideRedirect, WithoutLocationTheUrlIsCleared) {
+    HeaderFields withNull;
+    withNull.emplace(str("Location"), nullptr);
+    for (const HeaderFields& fields : {HeaderFields(), locationOf(""), withNull}) {
+        const LogCapture log;
+        RedirectState state;
+        state.currentUrl = str(Abc);
+        state.previousUrl = str("http://before/");
+        EXPECT_EQ(decideRedirect(fields, hop(), true, state), Redirect::Stay);
+        EXPECT_EQ(state.currentUrl, nullptr);
+        EXPECT_EQ(plain(state.previousUrl), "http://before/");
+        EXPECT_TRUE(state.visitedUrls.empty());
+        EXPECT_TRUE(state.wasRedirected);
+        EXPECT_TRUE(log.has(1, "HTTP Client", "No new location provided"));
+    }
+}
+
+TEST(DecideRedirect, FindsCyclesWhetherOrNotItFollows) {
+    for (const bool follow : {true, false}) {
+        const LogCapture log;
+        RedirectState state;
+        state.currentUrl = str(Abc);
+        EXPECT_EQ(decideRedirect(locationOf("C"), hop(), follow, state),
+                  follow ? Redirect::Follow : Redirect::Stay);  // letter case is significant
+        Error::set(0);
+        EXPECT_EQ(decideRedirect(locationOf("c"), hop(), follow, state), Redirect::Failed);
+        EXPECT_EQ(Error::get(), ErrTransfer);
+        EXPECT_TRUE(
+            log.has(4, "HTTP Client", "Cycle detected when redirecting to URL http://h/a/b/c"));
+        EXPECT_EQ(log.count("Implicit redirect"), follow ? 1U : 0U);
+    }
+}
+
+}  // namespace
+}  // namespace Libraries::Networks::HTTP::Client

@@ -1,0 +1,47 @@
+#include "net/http/engine/request_head.hpp"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/host.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+namespace {
+
+TEST(RequestHead, TargetsAreEncodedBySegment) {
+    constexpr std::pair<const char*, const char*> cases[] = {
+        {"/", "/"},
+        {"", ""},
+        {"/a b/c", "/a%20b/c"},
+        {"/p?x=1", "/p?x=1"},
+        {"/p?a,b?c:d", "/p?a%2cb%3fc%3ad"},
+        {"/p q?", "/p%20q?"},
+        {"/?", "/?"},
+        {"/d/f?q=a/b", "/d/f%3fq=a/b"},  // the "?" sits in an earlier segment
+        {"/d/f?q=a/b?c", "/d/f%3fq=a/b?c"},
+        {"//x//", "//x//"},
+        {"no-slash?a b", "no-slash?a%20b"},
+        {"/%41+", "/%2541%2b"},
+        {"/a#b&c=d", "/a#b&c=d"},
+    };
+    for (const auto& [path, target] : cases) {
+        Ref<String> rewritten = str(path);
+        requestTarget(rewritten);
+        EXPECT_EQ(plain(rewritten), target) << path;
+    }
+}
+
+TEST(RequestHead, MethodsAndVersions) {
+    const char* const tokens[] = {"GET",     "HEAD",    "POST",  "PUT",   "DELETE",
+                                  "CONNECT", "OPTIONS", "TRACE", "PATCH", "(null)"};
+    for (std::uint32_t value = 0; value < std::size(tokens); ++value) {
+        EXPECT_EQ(plain(methodName(static_cast<Request::Method>(value))), tokens[value]);
+    }
+    EXPECT_FALSE(methodName(static_cast<Request::Method>(0xFFFFFFFF)));
+    EXPECT_NE(methodName(Request::Method::Get), methodName(Request::Method::Get));
+    EXPECT_EQ(plain(versionName(Request::Version::Http10)), "1.0");
+    EXPECT_EQ(plain(versionName(Request::Version::Http11)), "1.1");
+    EXPECT_FALSE(versionName(static_cast<Request::Version>(2)));
+}
+
+}  // namespace
+}  // namespace Libraries::Networks::HTTP::Client
