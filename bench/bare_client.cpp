@@ -12,6 +12,8 @@ namespace bench {
 
 namespace {
 
+constexpr std::uint32_t Loopback = 0x7F000001;
+
 std::size_t receiveAll(int connection, char* buffer, std::size_t size) {
     constexpr std::size_t Piece = 0x100000;
     std::size_t total = 0;
@@ -35,7 +37,7 @@ std::size_t bareGet(std::uint16_t port, std::string_view head, char* buffer, std
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(Loopback);
     address.sin_port = htons(port);
     std::size_t received = 0;
     if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&

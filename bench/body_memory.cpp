@@ -29,7 +29,7 @@ void countBytes(benchmark::State& state) {
 void bare(benchmark::State& state) {
     const std::string head = bench::requestHead();
     constexpr std::size_t Room = BodySize + 4096;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const std::unique_ptr<char, Free> block(static_cast<char*>(std::malloc(Room)));
         if (bench::bareGet(server->port(), head, block.get(), Room) < BodySize) {
             state.SkipWithError("no response");
@@ -41,7 +41,7 @@ void bare(benchmark::State& state) {
 
 void library(benchmark::State& state) {
     const Ref<String> url = String::create(server->url());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto response = Request::create({})->setUrl(url)->perform(0);
         if (!response || response->bodySize() != BodySize) {
             state.SkipWithError("no response");
@@ -51,12 +51,18 @@ void library(benchmark::State& state) {
     countBytes(state);
 }
 
-void add(const char* name, void (*function)(benchmark::State&)) {
-    benchmark::RegisterBenchmark(name, function)
-        ->Iterations(1)
-        ->UseRealTime()
-        ->Unit(benchmark::kMillisecond);
-}
+// NOLINTBEGIN(cert-err58-cpp): the macro registers at load, as the framework wants it
+BENCHMARK(bare)
+    ->Name("body_memory/bare")
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(library)
+    ->Name("body_memory/library")
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+// NOLINTEND(cert-err58-cpp)
 
 }  // namespace
 
@@ -64,8 +70,6 @@ int main(int count, char** arguments) {
     const bench::LocalServer local(BodySize);
     server = &local;
     benchmark::Initialize(&count, arguments);
-    add("body_memory/bare", bare);
-    add("body_memory/library", library);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

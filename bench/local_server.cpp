@@ -20,6 +20,7 @@ namespace bench {
 
 namespace {
 
+constexpr std::uint32_t Loopback = 0x7F000001;
 constexpr std::size_t PieceSize = 0x100000;
 
 void readHead(int connection) {
@@ -54,6 +55,7 @@ void sendAll(int connection, std::string_view bytes) {
         std::to_string(bodySize) + "\r\n\r\n";
     const std::string piece(std::min(bodySize, PieceSize), 'x');
     const std::string first = head + piece;  // one write, as a server with a small page does it
+    const std::string_view rest = piece;
     for (;;) {
         const int connection = accept(listener, nullptr, nullptr);
         if (connection < 0) {
@@ -62,8 +64,7 @@ void sendAll(int connection, std::string_view bytes) {
         readHead(connection);
         sendAll(connection, first);
         for (std::size_t sent = piece.size(); sent < bodySize; sent += piece.size()) {
-            sendAll(connection,
-                    std::string_view(piece).substr(0, std::min(piece.size(), bodySize - sent)));
+            sendAll(connection, rest.substr(0, bodySize - sent));
         }
         close(connection);
     }
@@ -73,7 +74,7 @@ int listenOnFreePort(std::uint16_t& port) {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(Loopback);
     socklen_t size = sizeof address;
     auto* const plain = reinterpret_cast<sockaddr*>(&address);
     if (listener < 0 || bind(listener, plain, size) != 0 || listen(listener, SOMAXCONN) != 0 ||

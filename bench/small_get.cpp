@@ -20,7 +20,7 @@ const bench::LocalServer* server = nullptr;
 void bare(benchmark::State& state) {
     const std::string head = bench::requestHead();
     std::array<char, 8192> buffer{};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         if (bench::bareGet(server->port(), head, buffer.data(), buffer.size()) < BodySize) {
             state.SkipWithError("no response");
             return;
@@ -30,7 +30,7 @@ void bare(benchmark::State& state) {
 
 void library(benchmark::State& state) {
     const Ref<String> url = String::create(server->url());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto response = Request::create({})->setUrl(url)->perform(0);
         if (!response || response->bodySize() != BodySize) {
             state.SkipWithError("no response");
@@ -39,12 +39,18 @@ void library(benchmark::State& state) {
     }
 }
 
-void add(const char* name, void (*function)(benchmark::State&)) {
-    benchmark::RegisterBenchmark(name, function)
-        ->Iterations(Exchanges)
-        ->UseRealTime()
-        ->Unit(benchmark::kMicrosecond);
-}
+// NOLINTBEGIN(cert-err58-cpp): the macro registers at load, as the framework wants it
+BENCHMARK(bare)
+    ->Name("small_get/bare")
+    ->Iterations(Exchanges)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(library)
+    ->Name("small_get/library")
+    ->Iterations(Exchanges)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+// NOLINTEND(cert-err58-cpp)
 
 }  // namespace
 
@@ -52,8 +58,6 @@ int main(int count, char** arguments) {
     const bench::LocalServer local(BodySize);
     server = &local;
     benchmark::Initialize(&count, arguments);
-    add("small_get/bare", bare);
-    add("small_get/library", library);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }
