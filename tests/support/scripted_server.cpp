@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
-#include <cstring>
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace {
@@ -39,6 +41,16 @@ bool sendAll(int connection, std::string_view bytes, std::size_t piece) {
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
+}
+
+/// Waits until the client's host has all that was sent: a reset drops what is still on its way.
+void awaitDelivery(int connection) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    int waiting = 1;
+    while (ioctl(connection, SIOCOUTQ, &waiting) == 0 && waiting != 0 &&
+           std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
 }
 
 std::size_t announcedLength(std::string_view head) {
@@ -192,6 +204,7 @@ bool ScriptedServer::perform(const Close&) {
 }
 
 bool ScriptedServer::perform(const Reset&) {
+    awaitDelivery(connection_.number());
     const linger abort = {1, 0};
     (void)setsockopt(connection_.number(), SOL_SOCKET, SO_LINGER, &abort, sizeof(abort));
     connection_.close();

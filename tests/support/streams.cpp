@@ -46,7 +46,7 @@ std::int64_t TestSink::write(TransferBuffer buffer, std::uint64_t size, std::uin
     return timeout == NoTimeout ? static_cast<std::int64_t>(taken) : -1;
 }
 
-std::int64_t TestBody::read(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout) {
+std::int64_t ScriptedBody::read(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout) {
     mapping.check(buffer);
     asked.push_back(size);
     const std::uint64_t count = std::min(
@@ -64,7 +64,7 @@ std::int64_t TestBody::read(TransferBuffer buffer, std::uint64_t size, std::uint
     return static_cast<std::int64_t>(count);
 }
 
-std::uint64_t TestBody::setPosition(std::uint64_t position) {
+std::uint64_t ScriptedBody::setPosition(std::uint64_t position) {
     at_ = std::min(position * options_.element, std::uint64_t{options_.bytes.size()});
     return at_ / options_.element;
 }

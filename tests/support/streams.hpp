@@ -94,7 +94,7 @@ public:
 };
 
 /// A body source with habits. Unlike the platform's sources it stays at its end once it is there.
-class TestBody final : public Object, public virtual Interfaces::Stripe {
+class ScriptedBody final : public Object, public virtual Interfaces::Stripe {
 public:
     struct Options {
         std::string bytes;
@@ -107,7 +107,7 @@ public:
         bool rewinds = false;  ///< Whether it is at its start again after its end.
     };
 
-    explicit TestBody(Options options)
+    explicit ScriptedBody(Options options)
         : mapping(options.map),
           options_(std::move(options)),
           at_(options_.position * options_.element) {}
@@ -119,7 +119,9 @@ public:
     std::uint64_t length() override { return options_.bytes.size() / options_.element; }
     std::uint64_t elementSize() override { return options_.element; }
 
-    static Ref<TestBody> create(Options options) { return Ref<TestBody>::make(std::move(options)); }
+    static Ref<ScriptedBody> create(Options options) {
+        return Ref<ScriptedBody>::make(std::move(options));
+    }
 
     TestMapping mapping;
     std::vector<std::uint64_t> asked;  ///< The size that each read asked for.

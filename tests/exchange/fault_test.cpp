@@ -1,0 +1,218 @@
+// Failures of the host that no real machine shows on demand, and reads cut exactly where they hurt.
+#include <cerrno>
+#include <thread>
+
+#include "tests/exchange/exchange.hpp"
+#include "tests/support/host_faults.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+namespace {
+
+using HostFaults::Call;
+using HostFaults::Fault;
+using HostFaults::Pieces;
+
+const std::string Head = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\nA: b\r\n\r\n";
+
+/// Runs on a new thread, which has kept no transfer memory from before.
+void onNewThread(const std::function<void()>& code) {
+    std::thread(code).join();
+}
+
+TEST(Pieces, HeadMayBeCutAnywhere) {
+    for (const std::string& end : {std::string("\r\n"), std::string("\r"), std::string("\n")}) {
+        std::string answer =
+            "HTTP/1.1 200 O K" + end + "Content-Length: 5" + end + "A : b " + end + end + "abcde";
+        for (std::size_t cut = 1; cut < answer.size(); ++cut) {
+            for (const std::size_t second : {std::size_t{1}, SIZE_MAX}) {
+                SCOPED_TRACE(cut);
+                ScriptedServer server{ReadHead{}, Send{answer}};
+                const Pieces pieces(Call::Recv, {cut, second});
+                const Seen seen = look(requestFor(server)->perform(0));
+                EXPECT_EQ(seen.reason, "O K");
+                EXPECT_EQ(seen.fields, "A=b;Content-Length=5;");
+                EXPECT_EQ(seen.body, "abcde");
+            }
+        }
+    }
+}
+
+TEST(Pieces, LineFeedThatComesLateIsNoBodyByte) {
+    struct Case {
+        std::string answer;
+        std::vector<std::size_t> pieces;
+        std::string body;
+    };
+    const std::string open = "HTTP/1.1 200 OK\r\n\r";  // ends in the CR of the empty line
+    const Case cases[] = {
+        {open + "\nabc", {open.size()}, "abc"},
+        {open + "\nabc", {open.size(), 1}, "abc"},
+        {open + "\n\nabc", {open.size(), 1}, "\nabc"},  // one LF only
+        {open + "\n", {open.size()}, ""},
+        {open + "abc", {open.size()}, "abc"},  // a lone CR ends a line as well
+        {open + "a\nb", {open.size(), 1, 1}, "a\nb"},
+        {open, {}, ""},
+    };
+    for (const Case& row : cases) {
+        ScriptedServer server{ReadHead{}, Send{row.answer}, Close{}};
+        const Pieces pieces(Call::Recv, row.pieces);
+        const MemorySink output;
+        const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
+        EXPECT_EQ(seen.status, 200U);
+        EXPECT_EQ(output.bytes(), row.body);
+        EXPECT_EQ(seen.bodySize, row.body.size());
+    }
+}
+
+TEST(Pieces, EveryReadWithBodyBytesIsOneWrite) {
+    ScriptedServer server{ReadHead{}, Send{Head + "abcde"}};
+    const Pieces pieces(Call::Recv, {Head.size() + 2, 1, 2});
+    const MemorySink output;
+    ProgressRecorder progress;
+    const CancelStub cancel(99);
+    const Ref<Request> request = requestFor(server);
+    request->setDownloadProgressCallback(progress.callback());
+    request->setCancelQuery(cancel.query())->setCancelArgument(5);
+    EXPECT_TRUE(request->perform(output.stream(), 0));
+    EXPECT_EQ(output.writes(), (std::vector<std::uint64_t>{2, 1, 2}));
+    EXPECT_EQ(progress.fractions(), (std::vector<double>{0.0, 0.0, 0.4, 0.6, 1.0, 1.0}));
+    EXPECT_EQ(cancel.calls(), 3U);
+}
+
+TEST(Pieces, CancelledDownloadStopsAtOnce) {
+    ScriptedServer server{ReadHead{}, Send{Head + "abcde"}};
+    const Pieces pieces(Call::Recv, {Head.size(), 2});
+    const MappingSink output;
+    const CancelStub cancel(1);
+    const Ref<Request> request = requestFor(server)->setCancelQuery(cancel.query());
+    EXPECT_EQ(look(request->setCancelArgument(1)->perform(output.stream(), 0)).error, ErrCancelled);
+    EXPECT_EQ(output.bytes(), "ab");
+    EXPECT_EQ(output.mapping().unmapped(), 1U);
+}
+
+TEST(Pieces, SkippedBodyIsReadToItsEndWhenItHasNoLength) {
+    const std::string redirect = "HTTP/1.1 302 x\r\nLocation: /b\r\n\r\n";
+    ScriptedServer server{ReadHead{}, Send{redirect + "abcdef"}, Close{}, NextConnection{},
+                          ReadHead{}, Send{Head + "abcde"}};
+    const Pieces pieces(Call::Recv, {redirect.size() + 1, 2, 2});
+    const MemorySink output;
+    const CancelStub cancel(2);  // not asked about bytes that are not delivered
+    const Ref<Request> request = requestFor(server)->setCancelQuery(cancel.query());
+    EXPECT_TRUE(request->setCancelArgument(1)->perform(output.stream(), 0));
+    EXPECT_EQ(output.bytes(), "abcde");
+    EXPECT_EQ(cancel.calls(), 1U);
+}
+
+TEST(Interruptions, NeverShow) {
+    ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}, Send{Head + "abcde"}};
+    const Fault connect(Call::Connect, {.error = EINTR, .count = 1, .performs = true});
+    const Fault send(Call::Send, {.error = EINTR, .count = 3});
+    const Fault receive(Call::Recv, {.error = EINTR, .count = 3});
+    const Pieces partial(Call::Send, {1, 2, 3, 100});  // sends that take less than they are given
+    const LogCapture log;
+    const Seen seen = look(requestFor(server)->setBody(MemInStrm::create("abc"))->perform(0));
+    EXPECT_EQ(seen.body, "abcde");
+    EXPECT_EQ(connect.hits() + send.hits() + receive.hits(), 7U);
+    EXPECT_TRUE(log.records().empty());
+    EXPECT_TRUE(server.finished()) << server.report();
+}
+
+TEST(Failures, OfTheSocketAreRecorded) {
+    const std::string url = "Failed to send data to ";
+    {
+        ScriptedServer server;  // no connection is made
+        const Fault fault(Call::Socket, {.error = EMFILE});
+        const LogCapture log;
+        const Ref<Request> request = requestFor(server);
+        EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
+        EXPECT_TRUE(log.has(4, "HTTP Utils",
+                            "Failed to create socket; error: " + hexDec(ErrHostBase + EMFILE)));
+        EXPECT_FALSE(request->peerAddress());
+        EXPECT_FALSE(Request::canConnect(server.url("/"), 0));
+        EXPECT_EQ(Error::get(), ErrHostBase + EMFILE);
+        EXPECT_TRUE(server.finished()) << server.report();
+    }
+    for (const bool inBody : {false, true}) {
+        ScriptedServer server{Close{}};
+        const Fault fault(Call::Send, {.error = EPIPE, .skip = inBody ? 1U : 0U});
+        const LogCapture log(3, 0x999);
+        const Ref<Request> request = requestFor(server)->setBody(MemInStrm::create("abc"));
+        EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
+        const std::string what = inBody ? "Failed to write data" : url + plain(server.url("/"));
+        EXPECT_EQ(log.texts(),
+                  std::vector<std::string>{what + "; error: " + hexDec(ErrHostBase + EPIPE)});
+        EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(server.port()));
+    }
+}
+
+struct MemoryCase {
+    const char* name;
+    bool hasBody;
+    bool hasOutput;
+    unsigned mmapFailures;
+    unsigned fileFailures;
+    std::vector<std::string> records;
+    std::vector<std::size_t> offered;  // to the output stream
+};
+
+TEST(TransferMemory, FallsBackWithARecord) {
+    constexpr std::size_t size = 0x100000;
+    constexpr unsigned all = UINT_MAX;
+    const std::string code = "; error: " + hexDec(ErrHostBase + ENOMEM);
+    const std::string noPMem = "Failed to create PMem for transfer";
+    const std::string noShMem = "Failed to create ShMem for transfer";
+    const MemoryCase cases[] = {
+        {"AllIsWell", true, true, 0, 0, {}, {size}},
+        {"FileInsteadOfPrivate", false, true, 1, 0, {noPMem}, {size}},
+        {"HeapInsteadOfBoth", false, true, all, 0, {noPMem, noShMem}, {}},
+        {"HeapWhenNoFileIsMade", false, true, 1, all, {noPMem, noShMem}, {}},
+        {"CollectedBodyNeverTriesPrivate", false, false, 0, all, {noShMem}, {}},
+        {"CollectedBodyUsesAFile", false, false, 0, 0, {}, {}},
+        {"UploadTellsTheCode",
+         true,
+         true,
+         all,
+         0,
+         {noPMem + code, noShMem + code, noPMem, noShMem},
+         {}},
+    };
+    for (const MemoryCase& row : cases) {
+        SCOPED_TRACE(row.name);
+        ScriptedServer server{ReadHead{}, ReadBody{row.hasBody ? 3U : 0U}, Send{Head + "abcde"}};
+        const LogCapture log(3, 0x999);
+        const MappingSink output;
+        onNewThread([&] {
+            const Ref<Request> request = requestFor(server);
+            if (row.hasBody) {
+                request->setBody(MemInStrm::create("abc"));
+            }
+            const Fault noMemory(Call::Mmap, {.error = ENOMEM, .count = row.mmapFailures});
+            const Fault noFile(Call::MemfdCreate, {.error = ENOMEM, .count = row.fileFailures});
+            const Ref<Interfaces::Stream> stream =
+                row.hasOutput ? output.stream() : Ref<Interfaces::Stream>();
+            const Seen seen = look(request->perform(stream, 0));
+            EXPECT_EQ(row.hasOutput ? output.bytes() : seen.body, "abcde");
+            EXPECT_EQ(HostFaults::calls(Call::MemfdCreate) != 0,
+                      !row.hasOutput || row.mmapFailures != 0);
+        });
+        EXPECT_EQ(log.texts(), row.records);
+        EXPECT_EQ(output.mapping().offered(), row.offered);
+        EXPECT_EQ(output.mapping().unmapped(), row.offered.size());
+    }
+}
+
+TEST(MemoryBody, ThatCannotGrowFailsTheExchange) {
+    const std::string body(3U << 20U, 'x');
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\n\r\n" + body}};
+    const LogCapture log(3);
+    onNewThread([&] {
+        const Fault noMemory(Call::Mmap, {.error = ENOMEM, .skip = 1});  // the transfer memory
+        EXPECT_EQ(look(requestFor(server)->perform(0)).error, ErrTransfer);
+    });
+    EXPECT_EQ(log.texts(),
+              std::vector<std::string>{"Failed to write data to output stream; error: " +
+                                       hexDec(ErrHostBase + ENOMEM)});
+}
+
+}  // namespace
+}  // namespace Libraries::Networks::HTTP::Client

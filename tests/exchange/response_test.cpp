@@ -1,0 +1,281 @@
+// What a server may answer, and what becomes of it.
+#include <cerrno>
+
+#include "tests/exchange/exchange.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+namespace {
+
+constexpr std::uint32_t ConnectionReset = ErrHostBase + ECONNRESET;
+const char* const NoMore = "No more data before headers were fully read";
+const char* const AbsentText =
+    "Failed to convert Content-Length header: ffffffffffffffffh "
+    "(18446744073709551615)";
+
+struct Answer {
+    const char* name;
+    std::string bytes;  // the server's, before it ends the connection in its orderly way
+    std::uint64_t status;
+    std::string reason;
+    std::string fields;
+    std::string body;
+    std::vector<std::string> warnings = {};  // every record of level 3 and 4
+};
+
+std::vector<Answer> answers() {
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    return {
+        {"UntilClose", ok + "\r\nabc", 200, "OK", "", "abc"},
+        {"NoBody", ok + "\r\n", 200, "OK", "", ""},
+        {"WithLength", ok + "Content-Length: 3\r\n\r\nabc", 200, "OK", "Content-Length=3;", "abc"},
+        {"LengthZero", ok + "Content-Length: 0\r\n\r\n", 200, "OK", "Content-Length=0;", ""},
+        {"LengthInBlanks", ok + "CONTENT-length : \t 3 \t\r\n\r\nabc", 200, "OK",
+         "CONTENT-length=3;", "abc"},
+        {"LengthNoNumber",
+         ok + "Content-Length: 3x\r\n\r\nabcd",
+         200,
+         "OK",
+         "Content-Length=3x;",
+         "abcd",
+         {AbsentText}},
+        {"LengthEmpty",
+         ok + "Content-Length:\r\n\r\nabcd",
+         200,
+         "OK",
+         "Content-Length=;",
+         "abcd",
+         {AbsentText}},
+        {"LengthNegative",
+         ok + "Content-Length: -1\r\n\r\nabcd",
+         200,
+         "OK",
+         "Content-Length=-1;",
+         "abcd",
+         {AbsentText}},
+        {"LengthTooLarge",
+         ok + "Content-Length: 18446744073709551616\r\n\r\nab",
+         200,
+         "OK",
+         "Content-Length=18446744073709551616;",
+         "ab",
+         {AbsentText}},
+        {"LengthAllBitsSetIsAbsent", ok + "Content-Length: 18446744073709551615\r\n\r\nab", 200,
+         "OK", "Content-Length=18446744073709551615;", "ab"},
+        {"LastLengthCountsFirstIsKept", ok + "Content-Length: 9\r\ncontent-length: 3\r\n\r\nabc",
+         200, "OK", "Content-Length=9;", "abc"},
+        {"BadLengthMakesAbsent",
+         ok + "Content-Length: 1\r\nContent-Length: x\r\n\r\nabc",
+         200,
+         "OK",
+         "Content-Length=1;",
+         "abc",
+         {"Failed to convert Content-Length header: 1h (1)"}},
+        {"LoneLineFeeds", "HTTP/1.1 200 OK\nA: b\n\n\nabc", 200, "OK", "A=b;", "\nabc"},
+        {"LoneReturns", "HTTP/1.1 200 OK\rA: b\r\rabc", 200, "OK", "A=b;", "abc"},
+        {"MixedLineEnds", "HTTP/1.1 200 OK\rA: b\nC: d\r\n\rabc", 200, "OK", "A=b;C=d;", "abc"},
+        {"LineFeedThenReturn", "HTTP/1.1 200 OK\n\r\nabc", 200, "OK", "", "abc"},
+        {"BodyOfLineEnds", ok + "\r\n\r\n\r\n", 200, "OK", "", "\r\n\r\n"},
+        {"ReasonIsTheRest", "HTTP/1.1 404 Not  found : x \r\n\r\n", 404, "Not  found : x ", "", ""},
+        {"ReasonEmpty", "HTTP/1.1 200 \r\n\r\n", 200, "", "", ""},
+        {"CodeIsNoNumber", "HTTP/1.1 2x0 OK\r\n\r\n", 400, "OK", "", ""},
+        {"CodeWithSign", "HTTP/1.1 +200 OK\r\n\r\n", 400, "OK", "", ""},
+        {"CodeIsEmpty", "HTTP/1.1  200 OK\r\n\r\n", 400, "200 OK", "", ""},
+        {"CodeOf64Bits", "HTTP/1.1 18446744073709551615 x\r\n\r\n", ~0ULL, "x", "", ""},
+        {"VersionIsNotExamined", "x 299 y\r\n\r\n", 299, "y", "", ""},
+        {"InterimIsFinal", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\n\r\n", 100, "Continue",
+         "", "HTTP/1.1 200 OK\r\n\r\n"},
+        {"LineWithoutColon",
+         ok + "no colon\r\nA: b\r\n\r\nabc",
+         200,
+         "OK",
+         "A=b;",
+         "abc",
+         {"Invalid HTTP header entry: no colon"}},
+        {"FoldedLine",
+         ok + "A: b\r\n folded\r\n\r\n",
+         200,
+         "OK",
+         "A=b;",
+         "",
+         {"Invalid HTTP header entry:  folded"}},
+        {"NamesAndValuesAreTrimmed", ok + "\t A b\v:\f c:d \r\n:x\r\nE:\r\n\r\n", 200, "OK",
+         "=x;A b=c:d;E=;", ""},
+        {"FirstOfANameStays", ok + "B: 1\r\na: 2\r\nb: 3\r\nA: 4\r\n\r\n", 200, "OK", "a=2;B=1;",
+         ""},
+        {"OctetsSurvive", ok + "N: \xff\xc3(\r\n\r\n\xff" + std::string(2, '\0'), 200, "OK",
+         "N=\xff\xc3(;", std::string("\xff\0\0", 3)},
+        {"ChunksAreBody", ok + "Transfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n", 200, "OK",
+         "Transfer-Encoding=chunked;", "1\r\na\r\n0\r\n\r\n"},
+        {"LocationAlone", ok + "Location: /x\r\n\r\nabc", 200, "OK", "Location=/x;", "abc"},
+        {"EndInAName", ok + "A: b\r\nC", 200, "OK", "A=b;", "", {NoMore}},
+        {"EndBeforeTheEmptyLine", ok + "A: b\r\n", 200, "OK", "A=b;", "", {NoMore}},
+        {"EndInTheStatusLine", "HTTP/1.1 200 OK", 0, "(null)", "", "", {NoMore}},
+        {"EndInARedirect",
+         "HTTP/1.1 302 x\r\nLocation: /y\r\n",
+         302,
+         "x",
+         "Location=/y;",
+         "",
+         {NoMore}},
+    };
+}
+
+TEST(Response, ComesThroughInPiecesOfAnySize) {
+    for (const Answer& row : answers()) {
+        for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, SIZE_MAX}) {
+            SCOPED_TRACE(std::string(row.name) + " in pieces of " + std::to_string(piece));
+            ScriptedServer server{ReadHead{}, Send{row.bytes}, Close{}};
+            server.sendInPiecesOf(piece);
+            const LogCapture log;
+            const Seen seen = look(requestFor(server)->perform(0));
+            EXPECT_TRUE(seen.ok);
+            EXPECT_EQ(seen.status, row.status);
+            EXPECT_EQ(seen.reason, row.reason);
+            EXPECT_EQ(seen.fields, row.fields);
+            EXPECT_EQ(seen.body, row.body);
+            EXPECT_EQ(seen.bodySize, row.body.size());
+            EXPECT_FALSE(seen.redirected);
+            EXPECT_EQ(seen.url, plain(server.url("/")));
+            EXPECT_EQ(log.texts(3), row.warnings);
+            EXPECT_TRUE(server.finished()) << server.report();
+        }
+    }
+}
+
+struct Broken {
+    const char* name;
+    std::string bytes;
+    Step end;
+    std::string body;    // what reaches the output stream even so
+    std::string record;  // the only one of level 3 or 4
+};
+
+std::vector<Broken> brokenAnswers() {
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    const std::string quiet = "Could not receive data; error: " + hexDec(ErrEndOfStream);
+    const std::string reset = "Could not receive data; error: " + hexDec(ConnectionReset);
+    return {
+        {"NothingAtAll", "", Close{}, "", quiet},
+        {"ResetAtOnce", "", Reset{}, "", reset},
+        {"StatusLineOfTwoParts", "HTTP/1.1 200\r\n\r\n", Close{}, "", "Invalid HTTP response"},
+        {"StatusLineOfOnePart", "HTTP/1.1\r\n\r\n", Close{}, "", "Invalid HTTP response"},
+        {"EmptyStatusLine", "\r\nHTTP/1.1 200 OK\r\n\r\n", Close{}, "", "Invalid HTTP response"},
+        {"BodyTooShort", ok + "Content-Length: 5\r\n\r\nabc", Close{}, "abc", quiet},
+        {"NoBodyAtAll", ok + "Content-Length: 5\r\n\r\n", Close{}, "", quiet},
+        {"ResetInTheBody", ok + "Content-Length: 5\r\n\r\nabc", Reset{}, "abc", reset},
+        {"NoContentWithALength", "HTTP/1.1 204 x\r\nContent-Length: 5\r\n\r\n", Close{}, "", quiet},
+        {"NotModifiedWithALength", "HTTP/1.1 304 x\r\nContent-Length: 5\r\n\r\n", Close{}, "",
+         quiet},
+        {"LengthOfExabytes", ok + "Content-Length: 18446744073709551614\r\n\r\nabc", Close{}, "abc",
+         quiet},
+    };
+}
+
+TEST(Response, ThatIsBrokenFailsWithOneRecord) {
+    for (const Broken& row : brokenAnswers()) {
+        for (const std::size_t piece : {std::size_t{1}, SIZE_MAX}) {
+            SCOPED_TRACE(std::string(row.name) + " in pieces of " + std::to_string(piece));
+            ScriptedServer server{ReadHead{}, Send{row.bytes}, row.end};
+            server.sendInPiecesOf(piece);
+            const LogCapture log(3);
+            const MemorySink output;
+            const Ref<Request> request = requestFor(server);
+            EXPECT_EQ(look(request->perform(output.stream(), 0)).error, ErrTransfer);
+            EXPECT_EQ(output.bytes(), row.body);
+            EXPECT_EQ(log.texts(), std::vector<std::string>{row.record});
+            EXPECT_TRUE(log.has(4, "HTTP Client", row.record));
+            EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(server.port()));
+        }
+    }
+}
+
+TEST(Response, ResetEndsAHeadOrAnUnboundedBodyLikeAClose) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"HTTP/1.1 200 OK\r\nA: b\r\nC", ""}, {"HTTP/1.1 200 OK\r\nA: b\r\n\r\nabc", "abc"}};
+    for (const auto& [bytes, body] : cases) {
+        ScriptedServer server{ReadHead{}, Send{bytes}, Reset{}};
+        const Seen seen = look(requestFor(server)->perform(0));
+        EXPECT_TRUE(seen.ok);
+        EXPECT_EQ(seen.fields, "A=b;");
+        EXPECT_EQ(seen.body, body);
+    }
+}
+
+TEST(Response, ToHeadIsAwaitedLikeAnyOther) {
+    ScriptedServer server{Expect{"HEAD /"}, ReadHead{},
+                          Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n"}, Close{}};
+    const LogCapture log(3);
+    EXPECT_FALSE(requestFor(server)->setMethod(Request::Method::Head)->perform(0));
+    EXPECT_EQ(Error::get(), ErrTransfer);
+    EXPECT_TRUE(log.hasFailure("Could not receive data; error: 15h (21)"));
+}
+
+TEST(Response, BytesBeyondTheLengthInTheSameReadAreDelivered) {
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef"},
+                          Close{}};
+    const MemorySink output;
+    const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
+    EXPECT_EQ(output.bytes(), "abcdef");
+    EXPECT_EQ(seen.bodySize, 6U);
+    EXPECT_EQ(seen.body, "");  // it went to the caller's stream
+}
+
+TEST(Response, ReadingStopsAtTheLength) {
+    // The server neither sends more nor closes: a further read would block.
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc"},
+                          ReadHead{}};
+    EXPECT_EQ(look(requestFor(server)->perform(0)).body, "abc");
+    EXPECT_NE(server.report().find("the client ended"), std::string::npos);
+}
+
+TEST(Response, LargeBodyArrivesWholeEitherWay) {
+    std::string body;
+    while (body.size() < (5U << 20U)) {
+        body += std::to_string(body.size()) + ",";
+    }
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size());
+    ScriptedServer server{ReadHead{}, Send{head + "\r\n\r\n" + body}, NextConnection{}, ReadHead{},
+                          Send{head + "\r\n\r\n" + body}};
+    const Ref<Request> request = requestFor(server);
+    const MemorySink output;
+    EXPECT_TRUE(request->perform(output.stream(), 0));
+    EXPECT_TRUE(output.bytes() == body);
+    for (const std::uint64_t size : output.writes()) {
+        EXPECT_LE(size, 0x100000U);
+    }
+    EXPECT_TRUE(look(request->perform(0)).body == body);
+}
+
+TEST(Response, HeadLineMayFillTheBufferButNotMore) {
+    constexpr std::size_t buffer = 0x100000;
+    const std::string line = "A:" + std::string(buffer - 3, 'x');  // its CR is the last byte
+    const std::string status = "HTTP/1.1 200 OK\r\nB: c\r\n";
+    ScriptedServer server{ReadHead{}, Send{status + line + "\r\n\r\nabc"}, NextConnection{},
+                          ReadHead{}, Send{status + line + "x"}};
+    const Ref<Request> request = requestFor(server);
+    const LogCapture log(3);
+    const Seen full = look(request->perform(0));
+    EXPECT_EQ(full.fields.size(), line.size() + 1 + 4);
+    EXPECT_EQ(full.body, "abc");
+    EXPECT_EQ(log.texts(), std::vector<std::string>{});
+    const Seen tooLong = look(request->perform(0));
+    EXPECT_TRUE(tooLong.ok);
+    EXPECT_EQ(tooLong.fields, "B=c;");
+    EXPECT_EQ(log.texts(), std::vector<std::string>{NoMore});
+}
+
+TEST(Response, OwnsWhatItShows) {
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nA: b\r\n\r\nabc"}};
+    Ref<Request> request = requestFor(server);
+    Ref<Response> response = request->perform(7);  // the number has no effect
+    request.reset();
+    EXPECT_EQ(response->referenceCount(), 1U);
+    const Ref<String> reason = response->reasonPhrase();
+    EXPECT_EQ(look(response).fields + look(response).body, "A=b;abc");
+    response.reset();
+    EXPECT_EQ(plain(reason), "OK");
+    EXPECT_EQ(reason->referenceCount(), 1U);
+}
+
+}  // namespace
+}  // namespace Libraries::Networks::HTTP::Client
