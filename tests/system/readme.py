@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Does what the README says: builds its program against the installed tree with the command that
-stands there, and runs it against a server. Also follows the links of every document.
+stands there, and runs it against a server.
 
     readme.py ROOT BUILD SANITIZERS
 """
@@ -16,7 +16,6 @@ import threading
 from support import install, must, run
 
 BODY = b"served for the README\n"
-LINK = re.compile(r"\]\((?!https?:)([^)#\s]+)(?:#[^)]*)?\)")
 
 
 def block(text, language):
@@ -46,13 +45,6 @@ def serve(folder):
     return server
 
 
-def broken_links(root):
-    for document in sorted([*root.glob("*.md"), *root.glob("docs/*.md")]):
-        for target in LINK.findall(document.read_text()):
-            if not (document.parent / target).exists():
-                yield f"{document.relative_to(root)}: nothing at {target}"
-
-
 def main():
     if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
@@ -79,10 +71,7 @@ def main():
         sys.exit(f"the program printed {good.stdout!r} {absent.stdout!r}")
     if without_url.returncode != 1:
         sys.exit(f"the program without a URL ended with {without_url.returncode}")
-    broken = list(broken_links(root))
-    if broken:
-        sys.exit("\n".join(broken))
-    print("the README's program builds and runs as printed; every link leads somewhere")
+    print("the README's program builds and runs as printed")
 
 
 if __name__ == "__main__":

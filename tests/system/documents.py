@@ -1,0 +1,68 @@
+#!/usr/bin/env python3
+"""Holds the documents against the tree: their links lead somewhere, the files they name are there,
+and docs/errors.md tells of every record that the library writes, and of no other.
+
+    documents.py ROOT
+"""
+
+import pathlib
+import re
+import sys
+
+LINK = re.compile(r"\]\((?!https?:)([^)#\s]+)(?:#[^)]*)?\)")
+PATH = re.compile(r"`((?:library|platform|apps|tests|scripts|docs|cmake|bench|examples)/[\w./-]+)`")
+# A text for a person begins with a capital letter and has more than one word.
+LITERAL = re.compile(r'"([A-Z][^"\\\n]* [^"\\\n]*)"')
+DOCUMENTED = re.compile(r"`([A-Z][^`]* [^`]*)`")
+
+
+def documents(root):
+    return sorted([*root.glob("*.md"), *root.glob("docs/*.md")])
+
+
+def missing_files(root):
+    for document in documents(root):
+        text = document.read_text()
+        for target in LINK.findall(text):
+            if not (document.parent / target).exists():
+                yield f"{document.name}: nothing at {target}"
+        for path in PATH.findall(text):
+            if not (root / path).exists():
+                yield f"{document.name}: there is no {path}"
+
+
+def record_faults(page, sources):
+    """Compares the texts of the page with the literals of the sources, both ways."""
+    for text in LITERAL.findall(sources):
+        if text.strip() not in page:
+            yield f"docs/errors.md does not know the record: {text}"
+    for text in DOCUMENTED.findall(page):
+        if '"' + text.split("…")[0].removesuffix(": ") not in sources:
+            yield f"docs/errors.md tells of a record that nobody writes: {text}"
+
+
+def self_check():
+    sources = 'record << "Failed to a "; trace("Done");'
+    if list(record_faults("| `Failed to a …` |", sources)):
+        sys.exit("the check itself is broken")
+    for page in ("| nothing |", "| `Failed to a …` | `Failed to b` |"):
+        if not list(record_faults(page, sources)):
+            sys.exit("the check itself is broken: " + page)
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    self_check()
+    root = pathlib.Path(sys.argv[1])
+    # Folder "text" holds the texts of the protocol; the other layers' texts go to the log.
+    sources = "".join(path.read_text() for path in (root / "library").rglob("*.cpp")
+                      if path.parent.name != "text")
+    faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources)]
+    if faults:
+        sys.exit("\n".join(faults))
+    print(f"{len(documents(root))} documents agree with the tree")
+
+
+if __name__ == "__main__":
+    main()
