@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "platform/runtime/error.hpp"
-#include "platform/runtime/string.hpp"
 
 #include "messages.hpp"
 #include "output.hpp"
+#include "text.hpp"
 
 namespace cli {
 
@@ -25,7 +25,7 @@ bool BodySource::open(const Options& options) {
     if (*options.bodyFile == standardStreamName) {
         return readStandardInput();
     }
-    stripe_ = FileStrm::openForReading(String::create(std::string_view(*options.bodyFile)));
+    stripe_ = FileStrm::openForReading(stringOf(*options.bodyFile));
     if (!stripe_) {
         complainOfFile(*options.bodyFile, Error::get());
     }

@@ -16,6 +16,7 @@
 #include "demo_server.hpp"
 #include "messages.hpp"
 #include "output.hpp"
+#include "text.hpp"
 
 using namespace Libraries::Networks::HTTP::Client;  // NOLINT(google-build-using-namespace): as the
                                                     // code that the steps print
@@ -38,11 +39,7 @@ struct Step {
 };
 
 Ref<String> urlOf(const DemoServer& server, std::string_view path) {
-    return String::create(std::string_view(server.url(path)));
-}
-
-std::string textOf(const Ref<String>& text) {
-    return text ? std::string(text->view()) : std::string("(none)");
+    return stringOf(server.url(path));
 }
 
 std::string_view bodyOf(const Response& response) {

@@ -18,6 +18,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t longestHead = 0x4000;
+constexpr std::string_view headEnd = "\r\n\r\n";
 
 /// Sends a text; a client that has gone needs no more of it.
 void sendAll(int connection, std::string_view text) {
@@ -43,13 +44,14 @@ bool receiveMore(int connection, std::string& text) {
 
 /// Reads up to the empty line; answers the head and leaves in `rest` what came behind it.
 std::string receiveHead(int connection, std::string& rest) {
-    std::size_t end = rest.npos;
-    while ((end = rest.find("\r\n\r\n")) == rest.npos) {
+    std::size_t end = rest.find(headEnd);
+    while (end == rest.npos) {
         if (rest.size() > longestHead || !receiveMore(connection, rest)) {
             return {};
         }
+        end = rest.find(headEnd);
     }
-    const std::string head = rest.substr(0, end + 2);
+    std::string head = rest.substr(0, end + 2);
     rest.erase(0, end + 4);
     return head;
 }

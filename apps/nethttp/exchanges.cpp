@@ -16,6 +16,7 @@
 #include "output.hpp"
 #include "progress_bar.hpp"
 #include "report.hpp"
+#include "text.hpp"
 
 using Libraries::Networks::HTTP::Client::CancelQuery;
 using Libraries::Networks::HTTP::Client::ProgressCallback;
@@ -25,10 +26,6 @@ namespace cli {
 namespace {
 
 using Phase = ProgressBar::Phase;
-
-Ref<String> stringOf(const std::string& text) {
-    return String::create(std::string_view(text));
-}
 
 /// Hands the fractions of one direction to the bar and keeps them for the report.
 class ProgressWatch final : public Object, public ProgressCallback {

@@ -16,7 +16,7 @@ inline nlohmann::ordered_json jsonOf(const Ref<String>& text) {
 }
 
 /// Answers the one-line text of a JSON value; bytes that are not UTF-8 stand as U+FFFD.
-inline std::string textOf(const nlohmann::ordered_json& value) {
+inline std::string lineOf(const nlohmann::ordered_json& value) {
     return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 

@@ -5,13 +5,13 @@
 
 #include "platform/log/log.hpp"
 #include "platform/network/network.hpp"
-#include "platform/runtime/string.hpp"
 #include "platform/runtime/system.hpp"
 
 #include "demo.hpp"
 #include "exchanges.hpp"
 #include "host.hpp"
 #include "options.hpp"
+#include "text.hpp"
 #include "utilities.hpp"
 
 namespace {
@@ -21,7 +21,7 @@ using Services::Network::Limits;
 /// Lets the options win over what the environment's variables said.
 void setUpEnvironment(const cli::Options& options) {
     if (options.boot) {
-        Sys::setBootParameter(String::create(std::string_view(*options.boot)));
+        Sys::setBootParameter(cli::stringOf(*options.boot));
     }
     if (options.logLevel) {
         SysLogFilter::setLevel(static_cast<std::uint32_t>(*options.logLevel));

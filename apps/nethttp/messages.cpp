@@ -8,6 +8,8 @@
 
 #include "platform/runtime/error.hpp"
 
+#include "text.hpp"
+
 namespace cli {
 
 namespace {
@@ -88,7 +90,7 @@ void complain(std::string_view text) {
 }
 
 void complainOfFile(std::string_view name, std::uint32_t code) {
-    complain(std::string(name) + ": " + std::string(Error::describe(code)->view()));
+    complain(std::string(name) + ": " + textOf(Error::describe(code)));
 }
 
 }  // namespace cli

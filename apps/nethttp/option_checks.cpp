@@ -8,9 +8,8 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/runtime/string.hpp"
-
 #include "output.hpp"
+#include "text.hpp"
 
 namespace cli {
 
@@ -38,13 +37,13 @@ std::string wrongUrl(const std::string& url) {
     Ref<String> host;
     Ref<String> path;
     unsigned short port = 0;
-    if (Request::splitUrl(String::create(std::string_view(url)), protocol, host, port, path, {})) {
+    if (Request::splitUrl(stringOf(url), protocol, host, port, path, {})) {
         return {};
     }
     if (!protocol) {
         return "URL: '" + url + "' has no \"://\"";
     }
-    (void)Request::splitUrl(String::create(std::string_view(url)), protocol, host, port, path,
+    (void)Request::splitUrl(stringOf(url), protocol, host, port, path,
                             Request::SplitFlag::KeepPortInHost);
     const std::string_view text = host->view().substr(host->view().rfind(':') + 1);
     const std::string hint = host->view().find('[') != std::string_view::npos

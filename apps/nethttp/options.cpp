@@ -231,7 +231,9 @@ std::string wrongTogether(const CLI::App& app, const Options& options) {
         const std::string command = app.get_subcommands().front()->get_name();
         for (const CLI::Option* const option : app.get_options()) {
             if (option->count() != 0 && option->get_group() != generalGroup) {
-                return option->get_name() + " has no meaning for '" + command + '\'';
+                const bool hasValue = option->get_expected_max() != 0;
+                const std::string value = hasValue ? " '" + option->results().front() + '\'' : "";
+                return option->get_name() + value + " has no meaning for '" + command + '\'';
             }
         }
         return {};
@@ -271,6 +273,18 @@ ExitStatus print(const std::string& text) {
     return writeToStandardOutput(text) ? Done : Failed;
 }
 
+/// Answers what to say of the arguments that nothing took: an unknown option comes first, because
+/// what was meant as its value is left over with it.
+std::string unexpected(const CLI::App& app) {
+    const std::vector<std::string> left = app.remaining(true);
+    for (const std::string& argument : left) {
+        if (argument.size() > 1 && argument.front() == '-') {
+            return "unknown option '" + argument + '\'';
+        }
+    }
+    return "unexpected argument '" + (left.empty() ? std::string() : left.front()) + '\'';
+}
+
 ExitStatus refuse(const std::string& what) {
     complain(what);
     return WrongOptions;
@@ -296,6 +310,13 @@ std::variant<Options, ExitStatus> readOptions(int count, const char* const* argu
         return print(helpText(app));
     } catch (const CLI::CallForVersion& version) {
         return print(std::string(version.what()) + '\n');
+    } catch (const CLI::ExtrasError&) {
+        return refuse(unexpected(app));
+    } catch (const CLI::ArgumentMismatch& mismatch) {
+        const std::string_view what = mismatch.what();
+        const bool repeated = what.find("received") != what.npos;
+        return refuse(std::string(what.substr(0, what.find(':'))) +
+                      (repeated ? ": given more than once" : ": a value is missing"));
     } catch (const CLI::ParseError& error) {
         return refuse(error.what());
     }

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "platform/runtime/error.hpp"
-#include "platform/runtime/string.hpp"
 
 #include "host.hpp"
 #include "messages.hpp"
+#include "text.hpp"
 
 namespace cli {
 
@@ -37,7 +37,7 @@ Ref<Output> Output::open(const std::string& name, Observer observer) {
         return Ref<Output>::make(FileStrm::overDescriptor(1), standardOutputText,
                                  std::move(observer));
     }
-    Ref<Interfaces::Stream> file = FileStrm::openForWriting(String::create(std::string_view(name)));
+    Ref<Interfaces::Stream> file = FileStrm::openForWriting(stringOf(name));
     if (!file) {
         complainOfFile(name, Error::get());
         return nullptr;

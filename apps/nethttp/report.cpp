@@ -59,7 +59,7 @@ bool Report::open(const std::string& file) {
 
 void Report::add(const ExchangeResult& result) {
     if (output_) {
-        write(separator_ + textOf(entryOf(result)));
+        write(separator_ + lineOf(entryOf(result)));
         separator_ = ",";
     }
 }

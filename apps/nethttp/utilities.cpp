@@ -11,6 +11,7 @@
 
 #include "json_text.hpp"
 #include "output.hpp"
+#include "text.hpp"
 
 using Libraries::Networks::HTTP::Client::Response;
 
@@ -24,7 +25,7 @@ ExitStatus printLine(const std::string& text, ExitStatus status) {
 }
 
 ExitStatus printLine(const Ref<String>& text) {
-    return printLine(text ? std::string(text->view()) : std::string(), Done);
+    return printLine(textOf(text, ""), Done);
 }
 
 ExitStatus split(const Options& options) {
@@ -32,8 +33,8 @@ ExitStatus split(const Options& options) {
     Ref<String> host;
     Ref<String> path;
     unsigned short port = 0;
-    const bool ok = Request::splitUrl(String::create(std::string_view(options.text)), protocol,
-                                      host, port, path, options.splitFlags);
+    const bool ok =
+        Request::splitUrl(stringOf(options.text), protocol, host, port, path, options.splitFlags);
     nlohmann::ordered_json line;
     line["ok"] = ok;
     line["error"] = ok ? 0 : Error::get();
@@ -41,18 +42,18 @@ ExitStatus split(const Options& options) {
     line["host"] = jsonOf(host);
     line["port"] = port;
     line["path"] = jsonOf(path);
-    return printLine(textOf(line), ok ? Done : Failed);
+    return printLine(lineOf(line), ok ? Done : Failed);
 }
 
 ExitStatus probe(const Options& options) {
-    const bool reachable = Request::canConnect(String::create(std::string_view(options.text)), 0);
+    const bool reachable = Request::canConnect(stringOf(options.text), 0);
     return printLine(reachable ? "reachable" : "not reachable", reachable ? Done : Failed);
 }
 
 }  // namespace
 
 ExitStatus runUtility(const Options& options) {
-    const Ref<String> text = String::create(std::string_view(options.text));
+    const Ref<String> text = stringOf(options.text);
     switch (options.command) {
         case Command::Split:
             return split(options);

@@ -26,30 +26,24 @@ TEST(CliLog, RecordIsALineWithTimeLevelAndChannel) {
 struct LevelRow {
     const char* name;
     const char* variable;
-    std::vector<std::string> options;
+    const char* options;  ///< As `argumentsOf` takes them.
     bool traces;
     bool tellsFailures;
 };
 
-const LevelRow levelRows[] = {
-    {"Unset", "A=B", {}, false, true},
-    {"VariableAlone", "VORNIK_LOG_LEVEL=5", {}, false, false},
-    {"OptionWinsOverVariable", "VORNIK_LOG_LEVEL=5", {"--log-level", "4"}, false, true},
-    {"OptionSilences", "VORNIK_LOG_LEVEL=1", {"--log-level", "5"}, false, false},
-    {"VerboseTraces", "A=B", {"-v"}, true, true},
-    {"VerboseWinsOverVariable", "VORNIK_LOG_LEVEL=5", {"-v"}, true, true},
-    {"LevelWinsOverVerbose", "A=B", {"-v", "--log-level", "3"}, false, true},
-    {"LevelAloneTracesNoRequest", "A=B", {"--log-level", "1"}, false, true},
-    {"ChannelOff", "VORNIK_LOG_OFF=HTTP Utils,HTTP Client", {"-v"}, false, false},
-    {"BootWordTraces",
-     "A=B",
-     {"--boot", "x lib.net.http.connect.debug", "--log-level", "1"},
-     true,
-     true},
-    {"BootOptionWinsOverVariable",
-     "VORNIK_BOOT=lib.net.http.connect.debug",
-     {"--boot", "", "--log-level", "1"},
-     false,
+constexpr LevelRow levelRows[] = {
+    {"Unset", "A=B", "", false, true},
+    {"VariableAlone", "VORNIK_LOG_LEVEL=5", "", false, false},
+    {"OptionWinsOverVariable", "VORNIK_LOG_LEVEL=5", "--log-level|4", false, true},
+    {"OptionSilences", "VORNIK_LOG_LEVEL=1", "--log-level|5", false, false},
+    {"VerboseTraces", "A=B", "-v", true, true},
+    {"VerboseWinsOverVariable", "VORNIK_LOG_LEVEL=5", "-v", true, true},
+    {"LevelWinsOverVerbose", "A=B", "-v|--log-level|3", false, true},
+    {"LevelAloneTracesNoRequest", "A=B", "--log-level|1", false, true},
+    {"ChannelOff", "VORNIK_LOG_OFF=HTTP Utils,HTTP Client", "-v", false, false},
+    {"BootWordTraces", "VORNIK_LOG_LEVEL=1", "--boot|x lib.net.http.connect.debug", true, true},
+    {"BootVariableTraces", "VORNIK_BOOT=lib.net.http.connect.debug", "--log-level|1", true, true},
+    {"BootOptionWins", "VORNIK_BOOT=lib.net.http.connect.debug", "--log-level|1|--boot|", false,
      true},
 };
 
@@ -58,7 +52,7 @@ class LogLevel : public testing::TestWithParam<LevelRow> {};
 TEST_P(LogLevel, IsThatOfTheOptionThenOfTheVariable) {
     ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"},
                           Close{}};
-    std::vector<std::string> arguments = GetParam().options;
+    Program::Arguments arguments = argumentsOf(GetParam().options);
     arguments.push_back(urlOf(server, "/"));
     const Outcome outcome = Program(arguments).environment(GetParam().variable).run();
     EXPECT_EQ(outcome.status, 1);

@@ -16,52 +16,53 @@ namespace {
 
 struct WrongOption {
     const char* name;
-    std::vector<std::string> arguments;
-    std::string option;  ///< What the message must name...
-    std::string value;   ///< ...and what it must quote.
+    const char* arguments;  ///< As `argumentsOf` takes them.
+    const char* option;     ///< What the message must name...
+    const char* value;      ///< ...and what it must quote.
 };
 
-const WrongOption wrongOptions[] = {
-    {"NoUrl", {}, "URL", ""},
-    {"HostWithoutPath", {"--host", "h"}, "--path", ""},
-    {"UrlWithoutProtocol", {"127.0.0.1/x"}, "URL", "'127.0.0.1/x'"},
-    {"EmptyUrl", {""}, "URL", "''"},
-    {"UrlWithLargePort", {"http://h:65536/"}, "port", "'65536'"},
-    {"UrlWithBracketsAlone", {"http://[::1]/"}, "brackets", "'http://[::1]/'"},
-    {"TwoUrls", {"http://a/", "http://b/"}, "not expected", "http://b/"},
-    {"UnknownOption", {"--colour", "http://h/"}, "--colour", ""},
-    {"MissingValue", {"http://h/", "--port"}, "--port", ""},
-    {"PortTooLarge", {"--port", "65536", "http://h/"}, "--port", "'65536'"},
-    {"PortWithSign", {"--port", "-1", "http://h/"}, "--port", "'-1'"},
-    {"PortInHexadecimal", {"--port=0x50", "http://h/"}, "--port", "'0x50'"},
-    {"HeaderWithoutColon", {"-H", "Accept", "http://h/"}, "-H", "'Accept'"},
-    {"HeaderWithoutName", {"-H", ": x", "http://h/"}, "--header", "': x'"},
-    {"HeaderWithLines", {"-H", "A: b\r\nC: d", "http://h/"}, "--header", R"('A: b\x0d\x0aC: d')"},
-    {"MethodWithBlank", {"-X", "GET /", "http://h/"}, "--method", "'GET /'"},
-    {"MethodWithLine", {"-X", "G\nET", "http://h/"}, "--method", R"('G\x0aET')"},
-    {"EmptyMethod", {"--method=", "http://h/"}, "--method", "''"},
-    {"UnknownProtocol", {"--protocol", "ftp", "http://h/"}, "--protocol", "'ftp'"},
-    {"UnknownVersion", {"--http-version", "2", "http://h/"}, "--http-version", "'2'"},
-    {"TwoBodies", {"-d", "a", "-T", "f", "http://h/"}, "--body-file", "--body"},
-    {"TwoProgressWishes", {"--progress", "--no-progress", "http://h/"}, "--no-progress", ""},
-    {"RepeatZero", {"--repeat", "0", "http://h/"}, "--repeat", "'0'"},
-    {"RepeatWord", {"--repeat", "often", "http://h/"}, "--repeat", "'often'"},
-    {"CancelAfterZero", {"--cancel-after", "0", "http://h/"}, "--cancel-after", "'0'"},
-    {"NegativeTimeout", {"--idle-timeout", "-1", "http://h/"}, "--idle-timeout", "'-1'"},
-    {"TimeoutWithUnit", {"--connect-timeout", "5s", "http://h/"}, "--connect-timeout", "'5s'"},
-    {"EndlessTimeout", {"--connect-timeout", "inf", "http://h/"}, "--connect-timeout", "'inf'"},
-    {"LogLevelZero", {"--log-level", "0", "http://h/"}, "--log-level", "'0'"},
-    {"OutputOverBody", {"-T", "f", "-o", "./f", "http://h/"}, "--output", "'./f'"},
-    {"ReportOverOutput", {"-o", "f", "--report", "f", "http://h/"}, "--report", "'f'"},
-    {"ExchangeOptionOfACommand", {"probe", "http://h/", "-d", "x"}, "--body", "'probe'"},
-    {"StatusNoNumber", {"status", "ok"}, "CODE", "'ok'"},
-    {"SplitWithoutUrl", {"split"}, "URL", ""},
+constexpr WrongOption wrongOptions[] = {
+    {"NoUrl", "", "URL", ""},
+    {"HostWithoutPath", "--host|h", "--path", ""},
+    {"UrlWithoutProtocol", "127.0.0.1/x", "URL", "'127.0.0.1/x'"},
+    {"EmptyUrl", "--|", "URL", "''"},
+    {"UrlWithLargePort", "http://h:65536/", "port", "'65536'"},
+    {"UrlWithBracketsAlone", "http://[::1]/", "brackets", "'http://[::1]/'"},
+    {"TwoUrls", "http://a/|http://b/", "unexpected argument", "'http://b/'"},
+    {"UnknownOption", "--colour|red|http://h/", "unknown option", "'--colour'"},
+    {"OptionGivenTwice", "-X|A|-X|B|http://h/", "--method", "more than once"},
+    {"MissingValue", "http://h/|--port", "--port", "a value is missing"},
+    {"PortTooLarge", "--port|65536|http://h/", "--port", "'65536'"},
+    {"PortWithSign", "--port|-1|http://h/", "--port", "'-1'"},
+    {"PortInHexadecimal", "--port=0x50|http://h/", "--port", "'0x50'"},
+    {"HeaderWithoutColon", "-H|Accept|http://h/", "-H", "'Accept'"},
+    {"HeaderWithoutName", "-H|: x|http://h/", "--header", "': x'"},
+    {"HeaderWithLines", "-H|A: b\r\nC: d|http://h/", "--header", R"('A: b\x0d\x0aC: d')"},
+    {"MethodWithBlank", "-X|GET /|http://h/", "--method", "'GET /'"},
+    {"MethodWithLine", "-X|G\nET|http://h/", "--method", R"('G\x0aET')"},
+    {"EmptyMethod", "--method=|http://h/", "--method", "''"},
+    {"UnknownProtocol", "--protocol|ftp|http://h/", "--protocol", "'ftp'"},
+    {"UnknownVersion", "--http-version|2|http://h/", "--http-version", "'2'"},
+    {"TwoBodies", "-d|a|-T|f|http://h/", "--body-file", "--body"},
+    {"TwoProgressWishes", "--progress|--no-progress|http://h/", "--no-progress", ""},
+    {"RepeatZero", "--repeat|0|http://h/", "--repeat", "'0'"},
+    {"RepeatWord", "--repeat|often|http://h/", "--repeat", "'often'"},
+    {"CancelAfterZero", "--cancel-after|0|http://h/", "--cancel-after", "'0'"},
+    {"NegativeTimeout", "--idle-timeout|-1|http://h/", "--idle-timeout", "'-1'"},
+    {"TimeoutWithUnit", "--connect-timeout|5s|http://h/", "--connect-timeout", "'5s'"},
+    {"EndlessTimeout", "--connect-timeout|inf|http://h/", "--connect-timeout", "'inf'"},
+    {"LogLevelZero", "--log-level|0|http://h/", "--log-level", "'0'"},
+    {"OutputOverBody", "-T|f|-o|./f|http://h/", "--output", "'./f'"},
+    {"ReportOverOutput", "-o|f|--report|f|http://h/", "--report", "'f'"},
+    {"ExchangeOptionOfACommand", "probe|http://h/|-d|x", "--body", "'probe'"},
+    {"StatusNoNumber", "status|ok", "CODE", "'ok'"},
+    {"SplitWithoutUrl", "split", "URL", ""},
 };
 
 class WrongOptions : public testing::TestWithParam<WrongOption> {};
 
 TEST_P(WrongOptions, EndTheProgramWithOneLine) {
-    const Outcome outcome = runProgram(GetParam().arguments);
+    const Outcome outcome = runProgram(argumentsOf(GetParam().arguments));
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.output, "");
     EXPECT_THAT(outcome.errors, StartsWith("nethttp: "));
@@ -110,11 +111,10 @@ TEST(Options, HostAndPathDoWithoutAUrl) {
 }
 
 TEST(Options, FlagsReachTheRequest) {
-    const std::vector<std::string> refusals[] = {
-        {"--disallow-http", "http://127.0.0.1:1/"},
-        {"--disallow-https", "https://127.0.0.1:1/"},
-        {"--protocol", "https", "--disallow-https", "http://127.0.0.1:1/"}};
-    for (const auto& arguments : refusals) {
+    for (const char* options :
+         {"--disallow-http|http://127.0.0.1:1/", "--disallow-https|https://127.0.0.1:1/",
+          "--protocol|https|--disallow-https|http://127.0.0.1:1/"}) {
+        const Program::Arguments arguments = argumentsOf(options);
         const Outcome outcome = runProgram(arguments);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_THAT(outcome.errors, HasSubstr("is not allowed"));

@@ -45,6 +45,7 @@ OwnedDescriptor pipeWithoutReader() {
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         pointers.push_back(text.data());
     }
@@ -63,6 +64,17 @@ std::vector<std::string> inheritedEnvironment() {
 }
 
 }  // namespace
+
+Program::Arguments argumentsOf(std::string_view text) {
+    Program::Arguments arguments;
+    for (bool more = !text.empty(); more;) {
+        const std::size_t end = text.find('|');
+        more = end != text.npos;
+        arguments.emplace_back(text.substr(0, end));
+        text.remove_prefix(more ? end + 1 : 0);
+    }
+    return arguments;
+}
 
 Program& Program::input(std::string bytes) {
     input_ = std::move(bytes);

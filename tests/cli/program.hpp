@@ -43,6 +43,9 @@ inline Outcome runProgram(Program::Arguments arguments) {
     return Program(std::move(arguments)).run();
 }
 
+/// Cuts a row's arguments apart at every "|"; an empty text holds none.
+Program::Arguments argumentsOf(std::string_view text);
+
 /// A whole response with a length.
 inline std::string response(std::string_view statusLine, std::string_view body) {
     return "HTTP/1.1 " + std::string(statusLine) +
