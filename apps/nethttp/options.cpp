@@ -233,7 +233,8 @@ std::string wrongTogether(const CLI::App& app, const Options& options) {
             if (option->count() != 0 && option->get_group() != generalGroup) {
                 const bool hasValue = option->get_expected_max() != 0;
                 const std::string value = hasValue ? " '" + option->results().front() + '\'' : "";
-                return option->get_name() + value + " has no meaning for '" + command + '\'';
+                return (option->get_name() + value)
+                    .append(" has no meaning for '" + command + '\'');
             }
         }
         return {};
