@@ -109,8 +109,7 @@ void addContent(CLI::App& app, Options& options) {
     group
         .add("-H,--header", "FIELD", "A field 'Name: value'; may be repeated",
              "one line of the form 'Name: value'", storeHeader)
-        ->take_all()
-        ->allow_extra_args(false);
+        ->take_all();
     CLI::Option* const body =
         group.text("-d,--body", "TEXT", "A body: the bytes of TEXT", options.body);
     group.text("-T,--body-file", "FILE", "A body: FILE, or - for standard input", options.bodyFile)
