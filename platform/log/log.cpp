@@ -4,7 +4,9 @@
 
 #include <array>
 #include <atomic>
+#include <mutex>
 #include <string_view>
+#include <utility>
 
 #include "platform/runtime/error.hpp"
 #include "platform/runtime/host.hpp"
@@ -24,7 +26,7 @@ struct Channel {
 struct Registry {
     std::array<Channel, MostChannels> channels;
     std::atomic<std::size_t> count{0};
-    std::atomic<bool> adding{false};
+    std::mutex adding;
     std::atomic<std::uint32_t> level{DefaultLevel};
 
     Registry() noexcept {
@@ -96,9 +98,7 @@ void appendDumpLine(StringPrinter& line, std::string_view bytes, std::size_t off
 
 std::uint64_t SysLogFilter::reg(const char* name) noexcept {
     Registry& all = registry();
-    while (all.adding.exchange(true, std::memory_order_acquire)) {
-        all.adding.wait(true);
-    }
+    const std::lock_guard guard(all.adding);
     const std::size_t index = all.count.load(std::memory_order_relaxed);
     std::uint64_t handle = MostChannels;  // past the table's end, channels share the last entry
     if (index < MostChannels) {
@@ -107,8 +107,6 @@ std::uint64_t SysLogFilter::reg(const char* name) noexcept {
         handle = index + 1;
         all.count.store(index + 1, std::memory_order_release);
     }
-    all.adding.store(false, std::memory_order_release);
-    all.adding.notify_one();
     return handle;
 }
 
@@ -147,8 +145,22 @@ std::uint64_t SysLogFilter::find(std::string_view name) noexcept {
 }
 
 Ref<SysLogStream> SysLogStream::stdOutPrinter() {
-    thread_local const Ref<SysLogStream> printer = Ref<SysLogStream>::make();
-    return printer;
+    // The pointer has no destructor: records can be written to the very end of the thread, from the
+    // destructors of other objects too.
+    thread_local SysLogStream* printer = nullptr;
+    struct Release {
+        ~Release() {
+            if (printer != nullptr) {
+                std::exchange(printer, nullptr)->releaseReference();
+            }
+        }
+    };
+    thread_local const Release release;
+    if (printer == nullptr) {
+        (void)&release;
+        printer = Ref<SysLogStream>::make().detach();
+    }
+    return Ref<SysLogStream>(printer);
 }
 
 void SysLogStream::setSink(Sink sink) noexcept {
@@ -206,10 +218,12 @@ void SysLogStream::dump(const void* start, std::size_t count, std::size_t group,
     if (!record_.view().empty()) {
         endRecord();
     }
+    const std::uint32_t level = level_;  // a sink that logs as well changes both
+    const std::uint32_t channel = channel_;
     const std::string_view bytes(static_cast<const char*>(start), count);
     for (std::size_t offset = 0; offset < count && perLine != 0; offset += perLine) {
         StringPrinter line;
         appendDumpLine(line, bytes.substr(offset, perLine), offset, group, perLine);
-        deliver(level_, channel_, line.view());
+        deliver(level, channel, line.view());
     }
 }

@@ -16,7 +16,8 @@
 /// @threads Any thread.
 class VORNIK_EXPORT SysLogFilter {
 public:
-    /// Registers a channel for the life of the process; on unless `VORNIK_LOG_OFF` names it.
+    /// Registers a channel for the life of the process; on unless `VORNIK_LOG_OFF` names it. There
+    /// are 64; those that come later share the last one.
     ///
     /// @param name  Kept as it is given: a literal. @return The channel's handle, never 0.
     static std::uint64_t reg(const char* name) noexcept;

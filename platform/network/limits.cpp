@@ -1,3 +1,5 @@
+// The process's limits on connecting and on silence.
+
 #include <atomic>
 
 #include "platform/network/network.hpp"

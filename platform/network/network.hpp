@@ -59,12 +59,11 @@ public:
     ///
     /// @param port       Decimal text.
     /// @param endpoints  Takes at least one endpoint on success: in the host resolver's order, IPv4
-    /// first.
+    ///                   first.
     /// @return False, `endpoints` empty, with the code 0x30000 + the resolver's code or 0x20000 +
-    /// errno. A
-    ///         text that is no host name at all is refused with EAI_NONAME's code: one that is
-    ///         empty, over 255 octets, begins with a dot, or holds blanks, control characters or
-    ///         "@".
+    ///         errno. A text that is no host name at all is refused with EAI_NONAME's code: one
+    ///         that is empty, over 255 octets, begins with a dot, or holds blanks, control
+    ///         characters or "@".
     /// @blocks As long as the host's resolver takes.
     /// @threads Any thread.
     [[nodiscard]] static bool resolve(const Ref<String>& host, const Ref<String>& port,
@@ -89,8 +88,7 @@ public:
     /// Receives what is there, at most `size` bytes, and waits only when nothing is.
     ///
     /// @return The number of bytes; 0 with the code `ErrEndOfStream` (0x15) when the peer has ended
-    /// the
-    ///         connection in an orderly way, 0 with another code on failure.
+    ///         the connection in an orderly way, 0 with another code on failure.
     virtual std::int64_t receive(TransferBuffer buffer, std::uint64_t size,
                                  std::uint32_t reserved) = 0;
 

@@ -1,3 +1,5 @@
+// File descriptors with an owner.
+
 #include "platform/posix/descriptor.hpp"
 
 #include <fcntl.h>

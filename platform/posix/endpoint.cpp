@@ -1,3 +1,5 @@
+// Endpoints to and from the structures of the host.
+
 #include "platform/posix/endpoint.hpp"
 
 #include <cstring>

@@ -1,5 +1,6 @@
 // Streams over files and descriptors.
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -75,33 +76,39 @@ public:
     explicit FileSource(Host::Descriptor file) noexcept : file_(std::move(file)) {}
 
     std::int64_t read(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
+        const std::uint64_t wanted = std::min(size, length() - position_);
         const ssize_t count = Host::withoutInterruption([&] {
-            return pread(file_.number(), buffer.data(), size, static_cast<off_t>(position_));
+            return pread(file_.number(), buffer.data(), wanted, static_cast<off_t>(position_));
         });
         if (count < 0) {
             Host::setErrorFromErrno();
             return 0;
         }
         position_ += static_cast<std::uint64_t>(count);
-        if (position_ >= length()) {
+        if (count == 0 || position_ == length_) {
             position_ = 0;  // at the start again for the next hop or exchange
         }
         return count;
     }
     std::uint64_t setPosition(std::uint64_t position) override {
-        const std::uint64_t end = length();
-        position_ = position < end ? position : end;
+        position_ = 0;
+        position_ = std::min(position, length());
         return position_;
     }
     std::uint64_t position() override { return position_; }
     std::uint64_t length() override {
         struct stat facts = {};
-        return fstat(file_.number(), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
+        if (position_ == 0) {
+            const bool known = fstat(file_.number(), &facts) == 0;
+            length_ = known ? static_cast<std::uint64_t>(facts.st_size) : 0;
+        }
+        return length_;
     }
 
 private:
     Host::Descriptor file_;
-    std::uint64_t position_ = 0;
+    std::uint64_t position_ = 0;  // never behind `length_`
+    std::uint64_t length_ = 0;
 };
 
 Host::Descriptor openFile(const Ref<String>& path, int flags) noexcept {

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include <signal.h>
 #include <unistd.h>
 
 #include "platform/log/log.hpp"
@@ -54,6 +55,34 @@ void appendEscaped(StringPrinter& line, std::string_view text) {
     }
 }
 
+/// Keeps SIGPIPE from the thread, and takes back the one that a write has raised meanwhile.
+class WithoutBrokenPipe {
+public:
+    WithoutBrokenPipe() noexcept {
+        sigemptyset(&brokenPipe_);
+        sigaddset(&brokenPipe_, SIGPIPE);
+        sigset_t pending;
+        sigpending(&pending);
+        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &brokenPipe_, &before_);
+    }
+    WithoutBrokenPipe(const WithoutBrokenPipe&) = delete;
+    WithoutBrokenPipe& operator=(const WithoutBrokenPipe&) = delete;
+    ~WithoutBrokenPipe() {
+        if (!wasPending_) {
+            const timespec now = {};
+            (void)Host::withoutInterruption(
+                [&] { return sigtimedwait(&brokenPipe_, nullptr, &now); });
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+private:
+    sigset_t brokenPipe_ = {};
+    sigset_t before_ = {};
+    bool wasPending_ = false;
+};
+
 }  // namespace
 
 void SysLogStream::writeLine(std::uint32_t level, const char* channel,
@@ -65,9 +94,10 @@ void SysLogStream::writeLine(std::uint32_t level, const char* channel,
     line.text("] ");
     appendEscaped(line, text);
     line.text("\n");
-    // One write, so that lines of several threads and processes stay whole. What standard error
-    // does not take is lost: the log must not fail an exchange.
+    // What standard error does not take is lost: the log must neither fail an exchange nor end the
+    // program. One write, so that lines of several threads and processes stay whole.
     const std::string_view bytes = line.view();
+    const WithoutBrokenPipe guard;
     (void)Host::withoutInterruption(
         [&] { return write(STDERR_FILENO, bytes.data(), bytes.size()); });
 }

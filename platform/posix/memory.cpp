@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <optional>
 
+#include <pthread.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "platform/posix/descriptor.hpp"
@@ -20,6 +22,12 @@ public:
         return map(Host::Descriptor(), size, MAP_PRIVATE | MAP_ANONYMOUS);
     }
     static std::optional<Pages> makeFile(std::size_t size) noexcept {
+        // A file beyond the process's limit would not fail: it would raise SIGXFSZ.
+        rlimit most = {};
+        if (getrlimit(RLIMIT_FSIZE, &most) == 0 && size > most.rlim_cur) {
+            Error::set(ErrHostBase + EFBIG);
+            return std::nullopt;
+        }
         Host::Descriptor file(memfd_create("nethttp", MFD_CLOEXEC));
         if (!file || Host::withoutInterruption(
                          [&] { return ftruncate(file.number(), static_cast<off_t>(size)); }) != 0) {
@@ -76,7 +84,7 @@ struct Kept {
     std::optional<Pages> privatePages;
     std::optional<Pages> file;
 
-    Kept() noexcept { alive = true; }
+    Kept() noexcept;
     Kept(const Kept&) = delete;
     Kept& operator=(const Kept&) = delete;
     ~Kept() { alive = false; }
@@ -86,6 +94,18 @@ struct Kept {
 
 thread_local bool Kept::alive = false;
 thread_local Kept kept;
+
+/// A child process shares the pages of a memory file with its parent: it must make its own.
+void dropFileInChild() noexcept {
+    if (Kept::alive) {
+        kept.file.reset();
+    }
+}
+
+Kept::Kept() noexcept {
+    static const int registered = pthread_atfork(nullptr, nullptr, dropFileInChild);
+    alive = registered == 0;  // where a child cannot be told, nothing is kept
+}
 
 class MemoryBlock final : public Object, public virtual SharedMemory {
 public:
@@ -113,7 +133,7 @@ private:
 };
 
 Ref<SharedMemory> createBlock(std::size_t size, std::optional<Pages>& last, bool isFile) {
-    if (last && last->size() == size) {
+    if (Kept::alive && last && last->size() == size) {
         Pages pages = std::move(*last);
         last.reset();
         return Ref<MemoryBlock>::make(std::move(pages), isFile);

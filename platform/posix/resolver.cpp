@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iterator>
 #include <memory>
 
 #include <arpa/inet.h>
@@ -82,14 +81,9 @@ bool askHost(const Ref<String>& host, const Ref<String>& port, Endpoints& endpoi
         }
     }
     // Only the first is dialled, and a server that listens on one family listens on IPv4.
-    Endpoints ordered;
-    for (const bool wantIPv4 : {true, false}) {
-        std::copy_if(endpoints.begin(), endpoints.end(), std::back_inserter(ordered),
-                     [wantIPv4](const IPEndpoint& endpoint) {
-                         return (endpoint.family == AddressFamily::IPv4) == wantIPv4;
-                     });
-    }
-    endpoints = std::move(ordered);
+    std::stable_partition(endpoints.begin(), endpoints.end(), [](const IPEndpoint& endpoint) {
+        return endpoint.family == AddressFamily::IPv4;
+    });
     if (endpoints.empty()) {
         setResolverError(EAI_NONAME);
     }

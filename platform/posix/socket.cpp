@@ -3,6 +3,7 @@
 // bytes.
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <climits>
 
@@ -28,14 +29,15 @@ constexpr int KeepAliveIdleSeconds = 30;
 constexpr int KeepAliveIntervalSeconds = 15;
 constexpr int KeepAliveProbes = 4;
 
+constexpr std::uint64_t LongestLimit = std::uint64_t{INT_MAX} * 1000;  // milliseconds: 68 years
+
 void setOption(int descriptor, int level, int option, int value) noexcept {
     // An option that this kind of socket lacks does not keep it from its work.
     (void)setsockopt(descriptor, level, option, &value, sizeof(value));
 }
 
 void setTimeout(int descriptor, int option, std::uint64_t milliseconds) noexcept {
-    constexpr std::uint64_t longest = std::uint64_t{INT_MAX} * 1000;
-    const std::uint64_t bounded = std::min(milliseconds, longest);
+    const std::uint64_t bounded = std::min(milliseconds, LongestLimit);
     timeval value = {};
     value.tv_sec = static_cast<time_t>(bounded / 1000);
     value.tv_usec = static_cast<suseconds_t>(bounded % 1000 * 1000);
@@ -45,9 +47,10 @@ void setTimeout(int descriptor, int option, std::uint64_t milliseconds) noexcept
 /// Waits for a descriptor to become ready, whatever signals arrive.
 ///
 /// @param milliseconds  0: no limit. @return False when the limit is met or waiting fails, errno
-/// set.
+///                      set.
 bool waitFor(int descriptor, short events, std::uint64_t milliseconds) noexcept {
-    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    const auto bounded = static_cast<std::int64_t>(std::min(milliseconds, LongestLimit));
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(bounded);
     for (;;) {
         int timeout = -1;
         if (milliseconds != 0) {
@@ -91,9 +94,10 @@ public:
         const std::uint64_t limit = Limits::connect();
         const int number = descriptor_.number();
         setTimeout(number, SO_SNDTIMEO, limit);
+        const Clock::time_point begin = Clock::now();
         int result = ::connect(number, address.get(), address.length);
         if (result != 0 && errno == EINTR) {
-            result = finishConnect(limit);
+            result = finishConnect(limit, begin);
         }
         if (result != 0) {
             setTransferError();
@@ -138,8 +142,11 @@ public:
 
 private:
     /// An interrupted connect goes on in the kernel; calling it again would fail.
-    [[nodiscard]] int finishConnect(std::uint64_t limit) const noexcept {
-        if (!waitFor(descriptor_.number(), POLLOUT, limit)) {
+    [[nodiscard]] int finishConnect(std::uint64_t limit, Clock::time_point begin) const noexcept {
+        const auto waited = static_cast<std::uint64_t>(
+            std::chrono::floor<std::chrono::milliseconds>(Clock::now() - begin).count());
+        const std::uint64_t left = limit == 0 ? 0 : limit - std::min(waited, limit - 1);
+        if (!waitFor(descriptor_.number(), POLLOUT, left)) {
             return -1;
         }
         int error = 0;
@@ -184,7 +191,7 @@ private:
     }
 
     void startProbes() noexcept {
-        if (std::exchange(probing_, true)) {
+        if (probing_.exchange(true)) {
             return;
         }
         const int number = descriptor_.number();
@@ -195,10 +202,10 @@ private:
     }
 
     Host::Descriptor descriptor_;
-    std::uint64_t idle_ = 0;         // milliseconds, 0: no limit; so are the next two
-    std::uint64_t sendWait_ = 0;     // how long one call of send waits
-    std::uint64_t receiveWait_ = 0;  // how long one call of recv waits
-    bool probing_ = false;
+    std::uint64_t idle_ = 0;             // milliseconds, 0: no limit; so are the next two
+    std::uint64_t sendWait_ = 0;         // how long one call of send waits
+    std::uint64_t receiveWait_ = 0;      // how long one call of recv waits
+    std::atomic<bool> probing_ = false;  // one thread may send while another receives
 };
 
 }  // namespace

@@ -67,7 +67,6 @@ template <class T>
 class TVector final : public Object {
 public:
     void append(T value) { items_.push_back(std::move(value)); }
-    void removeLast() { items_.pop_back(); }
     [[nodiscard]] std::size_t size() const noexcept { return items_.size(); }
     [[nodiscard]] bool empty() const noexcept { return items_.empty(); }
     T& operator[](std::size_t index) noexcept { return items_[index]; }

@@ -12,12 +12,11 @@ inline constexpr std::uint32_t ErrEndOfStream = 0x15;
 inline constexpr std::uint32_t ErrNotSupported = 0x10002;
 /// Failures of the host system: this plus its error number.
 inline constexpr std::uint32_t ErrHostBase = 0x20000;
-/// Failures of name resolution: this plus the magnitude of the resolver's code (RFC 3493,
-/// section 6.1).
+/// Failures of name resolution: this plus the magnitude of the resolver's code (RFC 3493, section
+/// 6.1).
 inline constexpr std::uint32_t ErrResolverBase = 0x30000;
 
-/// The calling thread's error code. Operations that fail set it; operations that succeed leave it
-/// alone.
+/// The calling thread's error code. Operations that fail set it; after a success it means nothing.
 ///
 /// @threads Every thread has a code of its own, 0 at its start.
 class VORNIK_EXPORT Error {

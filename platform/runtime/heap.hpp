@@ -19,7 +19,7 @@ public:
     /// Answers a new block of `size` bytes, aligned for any object. Never null, also for size 0.
     ///
     /// @param caller  Address of the code that asks, for the line written when memory is gone; may
-    /// be null.
+    ///                be null.
     static void* alloc(std::size_t size, Kind kind, const void* caller = nullptr) noexcept;
 
     /// As `alloc`, but answers null when memory is gone.
@@ -38,6 +38,11 @@ public:
     /// Answers the index of the first byte equal to `value` among `count` bytes, or exactly
     /// `count`.
     static std::size_t search8(const void* bytes, unsigned char value, std::size_t count) noexcept;
+};
+
+/// Frees an array of `Heap::alloc`: the deleter of a unique_ptr.
+struct HeapArrayDelete {
+    void operator()(void* array) const noexcept { Heap::free(array, Heap::Array); }
 };
 
 /// The standard containers' way to the heap, so that they too never throw when memory is gone.

@@ -60,7 +60,7 @@ concept ViewOf = std::convertible_to<Derived*, Base*>;
 /// A counted reference to an object, or null. Moving it leaves the count untouched.
 ///
 /// @threads Distinct references may be used on distinct threads; one reference by one thread at a
-/// time.
+///          time.
 template <class T>
 class Ref {
 public:

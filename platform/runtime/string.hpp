@@ -79,9 +79,8 @@ private:
     std::size_t length_;  // the octets themselves stand behind the object, in the same block
 };
 
-/// Orders references to strings by their texts, null first; also against plain texts.
+/// Orders references to strings by their texts, null first.
 struct StringLess {
-    using is_transparent = void;
     bool operator()(const Ref<String>& left, const Ref<String>& right) const noexcept {
         if (!left || !right) {
             return !left && right;

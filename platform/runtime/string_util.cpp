@@ -1,3 +1,5 @@
+// Texts cut apart, put together, and made of numbers.
+
 #include "platform/runtime/string_util.hpp"
 
 #include <charconv>

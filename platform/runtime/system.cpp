@@ -1,6 +1,9 @@
+// Facts about the system, as texts and numbers that the host's binding reads.
+
 #include "platform/runtime/system.hpp"
 
 #include <mutex>
+#include <new>
 
 #include "platform/runtime/host.hpp"
 
@@ -8,9 +11,11 @@ namespace {
 
 std::mutex parameterLock;
 
+/// Never destroyed: an exchange may still run while the process ends.
 Ref<String>& replacedParameter() {
-    static Ref<String> parameter;
-    return parameter;
+    static auto* const parameter =
+        new (Heap::alloc(sizeof(Ref<String>), Heap::Object)) Ref<String>();
+    return *parameter;
 }
 
 }  // namespace
@@ -40,7 +45,9 @@ Ref<String> PlatformEnvironment::getLongProductName(Ref<String> key) {
     if (!key || !key->equals("Vornik")) {
         return nullptr;
     }
-    static const Ref<String> name =
-        String::concat({"Vornik/" NETHTTP_VERSION " (Linux ", Host::machine()->view(), ")"});
-    return name;
+    // Never destroyed: an exchange may still run while the process ends.
+    static String* const name =
+        String::concat({"Vornik/" NETHTTP_VERSION " (Linux ", Host::machine()->view(), ")"})
+            .detach();
+    return Ref<String>(name);
 }

@@ -1,30 +1,37 @@
+// Thread-local slots and one-time initialisation; sleeping is the host's.
+
 #include "platform/runtime/thread.hpp"
 
-#include <cstddef>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <optional>
-
-#include "platform/runtime/containers.hpp"
 
 namespace {
 
 std::atomic<std::uint32_t> slotsReserved{0};
-thread_local HeapVector<std::optional<std::uint64_t>> slotValues;
+// Without a destructor: slots can be used to the very end of the thread.
+thread_local std::array<std::optional<std::uint64_t>, ThdLocalData::MostSlots> slotValues;
 
 }  // namespace
 
 std::uint32_t ThdLocalData::res() noexcept {
-    return slotsReserved.fetch_add(1);
+    const std::uint32_t slot = slotsReserved.fetch_add(1);
+    if (slot >= MostSlots) {
+        std::fprintf(stderr, "out of thread-local slots\n");
+        std::abort();
+    }
+    return slot;
 }
 
-void ThdLocalData::set(std::uint32_t slot, std::uint64_t value) {
-    if (slotValues.size() <= slot) {
-        slotValues.resize(std::size_t{slot} + 1);
+void ThdLocalData::set(std::uint32_t slot, std::uint64_t value) noexcept {
+    if (slot < MostSlots) {
+        slotValues[slot] = value;
     }
-    slotValues[slot] = value;
 }
 
 bool ThdLocalData::get(std::uint32_t slot, std::uint64_t& value) noexcept {
-    if (slot >= slotValues.size() || !slotValues[slot]) {
+    if (slot >= MostSlots || !slotValues[slot]) {
         return false;
     }
     value = *slotValues[slot];

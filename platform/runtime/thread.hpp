@@ -5,12 +5,17 @@
 
 #include "platform/runtime/export.hpp"
 
-/// Values that every thread has for itself: a slot is the process's, its content the thread's.
+/// Values that every thread has for itself: a slot is the process's, its content the thread's and
+/// gone with it.
+///
+/// @threads Any thread.
 class VORNIK_EXPORT ThdLocalData {
 public:
-    /// Reserves a slot for the life of the process.
+    static constexpr std::uint32_t MostSlots = 64;
+
+    /// Reserves a slot for the life of the process; one more than there are ends it.
     static std::uint32_t res() noexcept;
-    static void set(std::uint32_t slot, std::uint64_t value);
+    static void set(std::uint32_t slot, std::uint64_t value) noexcept;
     /// @return False, `value` unchanged, when this thread has stored nothing in the slot.
     [[nodiscard]] static bool get(std::uint32_t slot, std::uint64_t& value) noexcept;
 };

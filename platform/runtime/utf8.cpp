@@ -1,3 +1,5 @@
+// UTF-8 as RFC 2279 had it, one octet longer: sequences for every 32-bit value.
+
 #include "platform/runtime/utf8.hpp"
 
 #include <bit>

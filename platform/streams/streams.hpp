@@ -69,22 +69,21 @@ public:
     ///
     /// @param timeout  Always `NoTimeout`.
     /// @return The number of bytes, which may be smaller than `size`; 0 at the end or on failure,
-    /// with the
-    ///         thread's error code set on failure. Unless overridden: 0, `ErrNotSupported`.
+    ///         with the thread's error code set on failure. Unless overridden: 0,
+    ///         `ErrNotSupported`.
     virtual std::int64_t read(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout);
     /// Writes `size` bytes of the buffer.
     ///
     /// @return How many were taken; fewer than `size` is a failure, with the thread's error code
-    /// set.
-    ///         Unless overridden: 0, `ErrNotSupported`.
+    ///         set. Unless overridden: 0, `ErrNotSupported`.
     virtual std::int64_t write(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout);
     /// Offers the memory through which the following transfers pass, so that the stream may map it.
     ///
     /// @return A mapping, or an empty one: with `ErrNotSupported` when the stream does not map (so
-    /// unless
-    ///         overridden), with another code when mapping failed.
+    ///         unless overridden), with another code when mapping failed.
     virtual Mapping map(const Ref<SharedMemory>& memory);
-    /// Takes a mapping of `map` back after the last transfer. Unless overridden it does nothing.
+    /// Takes a mapping of `map` back after the last transfer to an output stream; a body source is
+    /// not told. Unless overridden it does nothing.
     virtual void unmap(const Mapping& mapping);
 };
 

@@ -113,6 +113,7 @@ public:
     /// Tells whether any response of the exchange had a status code from 300 to 399.
     [[nodiscard]] virtual bool wasRedirected() const = 0;
     /// Answers the URL that answered. With `Request::Flag::NoRedirect` and a redirect: its target.
+    /// Null when the first response of the exchange had a status from 300 to 399 and no Location.
     [[nodiscard]] virtual Ref<String> url() const = 0;
 
     // Last, so that it takes no place among the operations above.
@@ -184,9 +185,8 @@ public:
     /// @param port      Takes the number behind the last colon; 0 when there is none.
     /// @param path      Takes the rest from the first "/" on; "/" when there is none.
     /// @return False with `ErrNullArgument` for a null URL, `ErrInvalidArgument` for one that is
-    /// empty, has
-    ///         no "://", or whose port is not a number up to 65535. The outputs keep what was found
-    ///         before.
+    ///         empty, has no "://", or whose port is not a number up to 65535. The outputs keep
+    ///         what was found before.
     /// @threads Any thread.
     static bool splitUrl(Ref<String> url, Ref<String>& protocol, Ref<String>& host,
                          unsigned short& port, Ref<String>& path,
@@ -212,8 +212,7 @@ public:
     ///
     /// @param reserved  Has no effect.
     /// @return False with the error code set: `ErrNullArgument`, `ErrInvalidArgument`, or that of
-    /// the
-    ///         network service.
+    ///         the network service.
     /// @blocks Until the name is resolved and the connection is made or refused.
     /// @threads Any thread.
     static bool canConnect(Ref<String> url, unsigned int reserved);
@@ -245,7 +244,7 @@ public:
     ///
     /// @param replace  Whether to remove all fields first.
     /// @return Null with `ErrInvalidArgument` when the map holds a null name; nothing of it is set
-    /// then.
+    ///         then.
     virtual Ref<Request> setHeaderFields(const HeaderFields& fields, bool replace) = 0;
     /// Sets the source of the request body: it is read from its position to its end while it is
     /// sent, once per hop.
@@ -271,16 +270,15 @@ public:
     /// opens a connection of its own and closes it before this operation returns.
     ///
     /// @param output    Takes the body as it arrives; borrowed for the call. Null: the response
-    /// keeps the body.
+    ///                  keeps the body.
     /// @param reserved  Has no effect.
     /// @return The response, or null.
     /// @errors `ErrInvalidArgument`: no usable URL, host or path, or a protocol that the flags
-    /// refuse.
-    ///         `ErrCancelled`: the cancel query said so. `ErrTransfer`: any failure on the way;
-    ///         what was written to `output` before it stays there.
+    ///         refuse. `ErrCancelled`: the cancel query said so. `ErrTransfer`: any failure on the
+    ///         way; what was written to `output` before it stays there.
     /// @blocks Until the exchange has ended or a limit of the network service is met.
     /// @threads One thread at a time per request. Callbacks run on the calling thread and must not
-    /// throw.
+    ///          throw.
     virtual Ref<Response> perform(Ref<Interfaces::Stream> output, unsigned int reserved) = 0;
     /// As above with a null output stream: the response keeps the body.
     virtual Ref<Response> perform(unsigned int reserved) = 0;

@@ -1,28 +1,18 @@
+// The receiving half of a hop: head bytes go to the parser, body bytes to the output stream.
+
 #include "net/http/engine/download.hpp"
 
 #include <utility>
 
+#include "net/http/engine/failure.hpp"
 #include "net/http/engine/progress.hpp"
 #include "net/http/transport/log.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 
 using Utils::Channel;
-using Utils::hexDec;
 using Utils::Level;
 using Utils::LogRecord;
-
-namespace {
-
-bool failWithCode(std::string_view text, std::uint32_t code) {
-    if (LogRecord record{Channel::HttpClient, Level::Failure}) {
-        record << text << hexDec(code);
-    }
-    Error::set(ErrTransfer);
-    return false;
-}
-
-}  // namespace
 
 Download::Download(const RequestObj& request, Utils::NetStream& stream,
                    Ref<Interfaces::Stream> output, ResponseHead& head)
@@ -104,7 +94,7 @@ bool Download::deliver(std::uint64_t count) {
         return true;
     }
     if (!std::cmp_equal(output_->write(writeBuffer_, size, NoTimeout), size)) {
-        return failWithCode("Failed to write data to output stream; error: ", Error::get());
+        return failTransfer("Failed to write data to output stream; error: ", Error::get());
     }
     written_ += size;
     if (head_.contentLength() != ResponseHead::Absent) {
@@ -138,7 +128,7 @@ bool Download::endOfData(std::uint32_t code) const {
         }
         return true;
     }
-    return failWithCode("Could not receive data; error: ", code);
+    return failTransfer("Could not receive data; error: ", code);
 }
 
 }  // namespace Libraries::Networks::HTTP::Client

@@ -1,12 +1,12 @@
 // One exchange: hop after hop, each on a connection of its own, until a response is the result.
 
-#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "platform/runtime/thread.hpp"
 
 #include "net/http/engine/download.hpp"
+#include "net/http/engine/progress.hpp"
 #include "net/http/engine/redirect.hpp"
 #include "net/http/engine/request_head.hpp"
 #include "net/http/engine/request_obj.hpp"
@@ -90,12 +90,8 @@ void Exchange::start() {
     if (!request_.method_) {
         request_.method_ = methodName(Request::Method::Get);
     }
-    if (request_.uploadProgress_) {
-        request_.uploadProgress_->progress(0.0);
-    }
-    if (request_.downloadProgress_) {
-        request_.downloadProgress_->progress(0.0);
-    }
+    reportProgress(request_.uploadProgress_, 0, 1);
+    reportProgress(request_.downloadProgress_, 0, 1);
     redirects_.currentUrl = request_.url_;
 }
 
@@ -237,9 +233,7 @@ Exchange::Outcome Exchange::receive(const HopTarget& hop, NetStream& stream) {
     if (head.skipping()) {
         return {nullptr, true};
     }
-    if (request_.downloadProgress_) {
-        request_.downloadProgress_->progress(1.0);
-    }
+    reportProgress(request_.downloadProgress_, 1, 1);
     const Ref<String>& url = redirects_.currentUrl ? redirects_.currentUrl : redirects_.previousUrl;
     return {Ref<ResponseObj>::make(head.statusCode(), head.reason(), head.fields(),
                                    std::move(memoryBody), bodySize, redirects_.wasRedirected, url),

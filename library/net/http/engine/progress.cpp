@@ -1,21 +1,25 @@
+// The application's callbacks, as upload and download use them.
+
 #include "net/http/engine/progress.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 
 void reportProgress(const Ref<ProgressCallback>& callback, std::uint64_t done,
                     std::uint64_t total) {
-    if (callback) {
-        callback->progress(done >= total ? 1.0
-                                         : static_cast<double>(done) / static_cast<double>(total));
+    const Ref<ProgressCallback> held = callback;  // it may be taken out of the request meanwhile
+    if (held) {
+        held->progress(done >= total ? 1.0
+                                     : static_cast<double>(done) / static_cast<double>(total));
     }
 }
 
 bool isCancelRequested(const RequestObj& request) {
-    if (request.cancelArgument_ == 0 || !request.cancelQuery_) {
+    const Ref<CancelQuery> query = request.cancelQuery_;
+    if (request.cancelArgument_ == 0 || !query) {
         return false;
     }
     CancelQuery::Values result;
-    request.cancelQuery_->invoke(result, request.cancelArgument_, CancelQuery::Values());
+    query->invoke(result, request.cancelArgument_, CancelQuery::Values());
     return result.size() == 1 && result[0].kind == CancelQuery::Value::Boolean &&
            result[0].payload != 0;
 }

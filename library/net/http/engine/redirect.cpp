@@ -1,3 +1,5 @@
+// Where a redirect leads, and whether it is followed.
+
 #include "net/http/engine/redirect.hpp"
 
 #include <algorithm>

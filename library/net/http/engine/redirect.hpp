@@ -16,8 +16,7 @@ struct HopTarget {
 
 /// The URLs of one exchange.
 struct RedirectState {
-    Ref<String>
-        currentUrl;  ///< That of the hop; null after a redirect status without a usable Location.
+    Ref<String> currentUrl;   ///< That of the hop; null after a redirect without a Location.
     Ref<String> previousUrl;  ///< The current one before the last redirect target was computed.
     TSet<Ref<String>> visitedUrls;  ///< Those from which a redirect was computed.
     bool wasRedirected = false;     ///< A hop had a status code from 300 to 399.
@@ -35,7 +34,7 @@ enum class Redirect { Stay, Follow, Failed };
 /// the current URL on.
 ///
 /// @return `Failed` with `ErrTransfer` when the target was visited before, also when it is not
-/// followed.
+///         followed.
 Redirect decideRedirect(const HeaderFields& fields, const HopTarget& hop, bool follow,
                         RedirectState& state);
 

@@ -1,3 +1,5 @@
+// The bytes of a request head, and the header fields that the library adds to it.
+
 #include "net/http/engine/request_head.hpp"
 
 #include <iterator>

@@ -1,3 +1,5 @@
+// From received bytes to lines, and from lines to status and header fields.
+
 #include "net/http/engine/response_head.hpp"
 
 #include "platform/runtime/string_util.hpp"

@@ -1,3 +1,5 @@
+// The response: what the exchange found out, and no logic.
+
 #include "net/http/engine/response_obj.hpp"
 
 #include <utility>

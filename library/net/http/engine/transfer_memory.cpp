@@ -1,3 +1,5 @@
+// Where the memory of a transfer comes from, and what becomes of its mapping.
+
 #include "net/http/engine/transfer_memory.hpp"
 
 #include <utility>

@@ -35,12 +35,8 @@ public:
     [[nodiscard]] TransferBuffer streamBuffer() const;
 
 private:
-    struct HeapDelete {
-        void operator()(std::uint8_t* block) const noexcept { Heap::free(block, Heap::Array); }
-    };
-
     Ref<SharedMemory> memory_;
-    std::unique_ptr<std::uint8_t, HeapDelete> block_;
+    std::unique_ptr<std::uint8_t, HeapArrayDelete> block_;
     std::uint8_t* address_ = nullptr;
     Ref<Interfaces::Stream> stream_;  // set while it holds a mapping to be handed back
     Mapping mapping_;

@@ -7,6 +7,7 @@
 
 #include "platform/runtime/system.hpp"
 
+#include "net/http/engine/failure.hpp"
 #include "net/http/engine/progress.hpp"
 #include "net/http/engine/transfer_memory.hpp"
 #include "net/http/transport/log.hpp"
@@ -47,29 +48,20 @@ void traceFragment(const RequestObj& request, const TransferBuffer& buffer, std:
     Utils::dumpBytes(Channel::HttpClient, buffer.data(), size);
 }
 
-bool fail(std::string_view text) {
-    const std::uint32_t code = Error::get();
-    if (LogRecord record{Channel::HttpClient, Level::Failure}) {
-        record << text << hexDec(code);
-    }
-    Error::set(ErrTransfer);
-    return false;
-}
-
 /// Moves one fragment of at most `chunk` bytes. @return Its size, or 0 on failure.
-std::uint64_t sendFragment(const RequestObj& request, Utils::NetStream& stream,
-                           const TransferBuffer& buffer, std::uint64_t chunk) {
-    const std::int64_t count = request.body_->read(buffer, chunk, NoTimeout);
-    // A source that claims more than was asked for has overrun the buffer or lies: nothing of it is
-    // sent.
+std::uint64_t sendFragment(const RequestObj& request, Interfaces::Stripe& body,
+                           Utils::NetStream& stream, const TransferBuffer& buffer,
+                           std::uint64_t chunk) {
+    const std::int64_t count = body.read(buffer, chunk, NoTimeout);
+    // A source that claims more than was asked for has overrun the buffer or lies.
     if (count <= 0 || std::cmp_greater(count, chunk)) {
-        (void)fail("Failed to read data for request body; error: ");
+        (void)failTransfer("Failed to read data for request body; error: ", Error::get());
         return 0;
     }
     const auto size = static_cast<std::uint64_t>(count);
     traceFragment(request, buffer, size);
     if (stream.write(buffer, size, NoTimeout) != count) {
-        (void)fail("Failed to write data; error: ");
+        (void)failTransfer("Failed to write data; error: ", Error::get());
         return 0;
     }
     return size;
@@ -93,18 +85,19 @@ std::uint64_t measureBody(const RequestObj& request) {
 }
 
 bool sendBody(const RequestObj& request, Utils::NetStream& stream, std::uint64_t size) {
+    const Ref<Interfaces::Stripe> body =
+        request.body_;  // a callback may take it out of the request
     traceStart(request);
     const std::uint64_t limit =
         Sys::info(Sys::InstalledMemory) != 0 ? LargeFragment : SmallFragment;
     TransferMemory memory(limit, TransferMemory::First::Private, true);
-    memory.offerTo(request.body_,
-                   "Failed to map shared memory; error: ", TransferMemory::HandBack::No);
+    memory.offerTo(body, "Failed to map shared memory; error: ", TransferMemory::HandBack::No);
     const TransferBuffer buffer = memory.streamBuffer();
 
     reportProgress(request.uploadProgress_, 0, size);
     for (std::uint64_t sent = 0; sent < size;) {
         const std::uint64_t count =
-            sendFragment(request, stream, buffer, std::min(size - sent, limit));
+            sendFragment(request, *body, stream, buffer, std::min(size - sent, limit));
         if (count == 0) {
             return false;
         }

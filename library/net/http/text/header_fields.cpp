@@ -1,3 +1,5 @@
+// Setting, removing and merging header fields.
+
 #include "net/http/text/header_fields.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
@@ -20,9 +22,6 @@ void setOrRemoveField(HeaderFields& fields, const Ref<String>& name, const Ref<S
 }
 
 bool mergeFields(HeaderFields& fields, const HeaderFields& added, bool replace) {
-    if (&fields == &added) {
-        return mergeFields(fields, HeaderFields(added), replace);  // clearing would empty both
-    }
     if (replace) {
         fields.clear();
     }

@@ -20,10 +20,6 @@ constexpr bool isKept(char32_t codePoint) noexcept {
            EscapedVisible.find(codePoint) == std::u32string_view::npos;
 }
 
-struct HeapDelete {
-    void operator()(void* array) const noexcept { Heap::free(array, Heap::Array); }
-};
-
 /// The code points of a text, freed with this object.
 class CodePoints {
 public:
@@ -32,7 +28,7 @@ public:
 
 private:
     std::size_t count_ = 0;
-    std::unique_ptr<char32_t[], HeapDelete> array_;
+    std::unique_ptr<char32_t[], HeapArrayDelete> array_;
 };
 
 void appendEscape(StringPrinter& printer, std::uint8_t byte) {

@@ -1,3 +1,5 @@
+// The only place where names are resolved and connections are made.
+
 #include "net/http/transport/connect.hpp"
 
 #include <cstring>
@@ -20,30 +22,14 @@ namespace {
 constexpr std::uint32_t StreamType = 1;
 constexpr std::uint32_t TcpProtocol = 6;
 
-void traceConnecting(const Ref<String>& host, std::uint16_t port) {
+/// Writes a trace record, if trace records of connecting are wanted; `append` adds its pieces.
+template <class Append>
+void trace(Append append) {
     if (!connectDebug()) {
         return;
     }
     if (LogRecord record{Channel::HttpUtils, Level::Trace}) {
-        record << "Connecting to " << host << ":" << hexDec(port);
-    }
-}
-
-void trace(std::string_view text) {
-    if (!connectDebug()) {
-        return;
-    }
-    if (LogRecord record{Channel::HttpUtils, Level::Trace}) {
-        record << text;
-    }
-}
-
-void traceResolved(const IPEndpoint& endpoint) {
-    if (!connectDebug()) {
-        return;
-    }
-    if (LogRecord record{Channel::HttpUtils, Level::Trace}) {
-        record << "Resolved to " << formatEndpoint(endpoint);
+        append(record);
     }
 }
 
@@ -54,12 +40,8 @@ Ref<String> formatEndpoint(const IPEndpoint& endpoint) {
     if (endpoint.family == AddressFamily::IPv4) {
         std::uint32_t address = 0;
         std::memcpy(&address, endpoint.address.data(), sizeof(address));
-        for (unsigned shift = 24;; shift -= 8) {
-            text.number(std::uint64_t{address >> shift & 0xFFU});
-            if (shift == 0) {
-                break;
-            }
-            text.text(".");
+        for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+            text.text(shift == 24 ? "" : ".").number(std::uint64_t{address >> shift & 0xFFU});
         }
     } else {
         for (std::size_t i = 0; i < endpoint.address.size(); i += 2) {
@@ -74,7 +56,7 @@ Ref<String> formatEndpoint(const IPEndpoint& endpoint) {
 
 Ref<Socket> connectToHost(const Ref<String>& host, std::uint16_t port, Ref<String>& endpointText) {
     endpointText.reset();
-    traceConnecting(host, port);
+    trace([&](LogRecord& record) { record << "Connecting to " << host << ":" << hexDec(port); });
 
     Endpoints endpoints;
     if (!Resolver::resolve(String::create(host), StrConv::str(port), endpoints) ||
@@ -86,7 +68,7 @@ Ref<Socket> connectToHost(const Ref<String>& host, std::uint16_t port, Ref<Strin
         return nullptr;
     }
     const IPEndpoint& endpoint = endpoints.front();
-    traceResolved(endpoint);
+    trace([&](LogRecord& record) { record << "Resolved to " << formatEndpoint(endpoint); });
 
     Ref<Socket> socket = Socket::create(endpoint.family, StreamType, TcpProtocol);
     if (!socket) {
@@ -96,7 +78,7 @@ Ref<Socket> connectToHost(const Ref<String>& host, std::uint16_t port, Ref<Strin
         }
         return nullptr;
     }
-    trace("Socket created; connecting");
+    trace([](LogRecord& record) { record << "Socket created; connecting"; });
 
     endpointText = formatEndpoint(endpoint);
     if (!socket->connect(endpoint, NoTimeout)) {
@@ -107,7 +89,7 @@ Ref<Socket> connectToHost(const Ref<String>& host, std::uint16_t port, Ref<Strin
         }
         return nullptr;
     }
-    trace("Connected");
+    trace([](LogRecord& record) { record << "Connected"; });
     return socket;
 }
 

@@ -8,8 +8,7 @@ namespace Libraries::Networks::HTTP::Utils {
 /// are made.
 ///
 /// @param endpointText  Takes the text of the endpoint that was dialled, whether or not the connect
-/// then
-///                      succeeded; null when it did not come to that.
+///                      then succeeded; null when it did not come to that.
 /// @return A connected socket, or null with the network service's error code.
 Ref<Services::Network::Client::Socket> connectToHost(const Ref<String>& host, std::uint16_t port,
                                                      Ref<String>& endpointText);

@@ -31,18 +31,16 @@ std::uint64_t handleOf(Channel channel) noexcept {
     return openSslBioChannel.handle;
 }
 
-/// Answers the thread's printer with level and channel set, or null when the record is not wanted.
+bool isWanted(Channel channel, Level level) noexcept {
+    return SysLogFilter::level() <= static_cast<std::uint32_t>(level) &&
+           SysLogFilter::state(handleOf(channel));
+}
+
+/// Answers the thread's printer with level and channel set.
 Ref<SysLogStream> beginRecord(Channel channel, Level level) {
-    const auto number = static_cast<std::uint32_t>(level);
-    if (SysLogFilter::level() > number) {
-        return nullptr;
-    }
-    const std::uint64_t handle = handleOf(channel);
-    if (!SysLogFilter::state(handle)) {
-        return nullptr;
-    }
     Ref<SysLogStream> printer = SysLogStream::stdOutPrinter();
-    printer->setLevel(number).setChannel(SysLogFilter::id(handle));
+    printer->setLevel(static_cast<std::uint32_t>(level));
+    printer->setChannel(SysLogFilter::id(handleOf(channel)));
     return printer;
 }
 
@@ -70,37 +68,38 @@ void ensureDebugSwitches() {
 
 }  // namespace
 
-LogRecord::LogRecord(Channel channel, Level level) : printer_(beginRecord(channel, level)) {}
+LogRecord::LogRecord(Channel channel, Level level)
+    : channel_(channel), level_(level), isWanted_(isWanted(channel, level)) {}
 
 LogRecord::~LogRecord() {
-    if (printer_) {
-        printer_->endRecord();
+    if (isWanted_) {
+        beginRecord(channel_, level_)->text(text_.view()).endRecord();
     }
 }
 
 LogRecord& LogRecord::operator<<(std::string_view text) {
-    printer_->text(text);
+    text_.text(text);
     return *this;
 }
 
 LogRecord& LogRecord::operator<<(const Ref<String>& text) {
-    printer_->text(text);
+    text_.text(text);
     return *this;
 }
 
 void LogRecord::appendHexDec(std::uint64_t digits, std::uint64_t value, bool isSigned) {
-    printer_->hexadecimal().number(digits).text("h (");
+    text_.hexadecimal().number(digits).text("h (");
     if (isSigned) {
-        printer_->number(static_cast<std::int64_t>(value));
+        text_.number(static_cast<std::int64_t>(value));
     } else {
-        printer_->number(value);
+        text_.number(value);
     }
-    printer_->text(")");
+    text_.text(")");
 }
 
 void dumpBytes(Channel channel, const void* start, std::size_t count) {
-    if (const Ref<SysLogStream> printer = beginRecord(channel, Level::Trace)) {
-        printer->dump(start, count, 1, 16);
+    if (isWanted(channel, Level::Trace)) {
+        beginRecord(channel, Level::Trace)->dump(start, count, 1, 16);
     }
 }
 

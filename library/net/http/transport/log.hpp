@@ -48,7 +48,7 @@ constexpr HexDec<std::int64_t> hexDec(std::int64_t value) noexcept {
 /// computed for it. It becomes a line of the log when it goes out of scope.
 ///
 /// A value that writing the record could change, above all the thread's error code, is taken
-/// before. A piece must not write a record of its own: a thread has one record under construction.
+/// before. The pieces are collected here: what makes one may well write a record of its own.
 class LogRecord {
 public:
     LogRecord(Channel channel, Level level);
@@ -56,15 +56,14 @@ public:
     LogRecord& operator=(const LogRecord&) = delete;
     ~LogRecord();
 
-    explicit operator bool() const noexcept { return static_cast<bool>(printer_); }
+    explicit operator bool() const noexcept { return isWanted_; }
 
     LogRecord& operator<<(std::string_view text);
     LogRecord& operator<<(const Ref<String>& text);
     /// Of bools alone: a pointer would convert to one.
     template <std::same_as<bool> Bool>
     LogRecord& operator<<(Bool value) {
-        printer_->boolean(value);
-        return *this;
+        return *this << std::string_view(value ? "true" : "false");
     }
 
     template <class Number>
@@ -78,7 +77,10 @@ public:
 private:
     void appendHexDec(std::uint64_t digits, std::uint64_t value, bool isSigned);
 
-    Ref<SysLogStream> printer_;
+    Channel channel_;
+    Level level_;
+    bool isWanted_;
+    StringPrinter text_;
 };
 
 /// Writes a dump of memory at level 1, if the log wants it.

@@ -1,3 +1,5 @@
+// The plain connection as a stream; the one under TLS stands with TLS.
+
 #include "net/http/transport/net_stream.hpp"
 
 #include <utility>
