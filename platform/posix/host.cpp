@@ -39,6 +39,10 @@ const char* environment(const char* name) noexcept {
     return std::getenv(name);  // NOLINT(concurrency-mt-unsafe): read only, see the header
 }
 
+const char* trustedEnvironment(const char* name) noexcept {
+    return secure_getenv(name);
+}
+
 std::uint64_t environmentSeconds(const char* name, std::uint64_t otherwise) noexcept {
     const char* const text = environment(name);
     if (text == nullptr) {

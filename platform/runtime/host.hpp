@@ -13,6 +13,8 @@ Ref<String> describeResolverError(std::uint32_t magnitude);
 
 /// Answers an environment variable's text, or null. The environment must not change meanwhile.
 const char* environment(const char* name) noexcept;
+/// As above, but null in a program that runs with another user's rights.
+const char* trustedEnvironment(const char* name) noexcept;
 /// Answers the number of seconds that a variable holds, in milliseconds, or `otherwise`.
 std::uint64_t environmentSeconds(const char* name, std::uint64_t otherwise) noexcept;
 

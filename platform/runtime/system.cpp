@@ -4,6 +4,7 @@
 
 #include <mutex>
 #include <new>
+#include <string_view>
 
 #include "platform/runtime/host.hpp"
 
@@ -39,6 +40,18 @@ Ref<String> Sys::bootParameter() {
 void Sys::setBootParameter(const Ref<String>& text) {
     const std::lock_guard guard(parameterLock);
     replacedParameter() = text;
+}
+
+Ref<String> Sys::hostPath(const Ref<String>& path) {
+    const char* const root = Host::trustedEnvironment("VORNIK_ROOT");
+    if (root == nullptr) {
+        return path;
+    }
+    std::string_view folder(root);
+    while (folder.ends_with('/')) {
+        folder.remove_suffix(1);
+    }
+    return String::concat({folder, path->view()});
 }
 
 Ref<String> PlatformEnvironment::getLongProductName(Ref<String> key) {

@@ -20,6 +20,10 @@ public:
     /// Replaces the boot parameter for this process; null takes the replacement back. Libraries may
     /// read the parameter once only: call it first.
     static void setBootParameter(const Ref<String>& text);
+    /// Answers where a file of the environment, such as "/system/base/certs.pem", lies on the host:
+    /// under the folder that the environment variable `VORNIK_ROOT` names, else at the host's root.
+    /// The variable is ignored in a program that runs with another user's rights.
+    static Ref<String> hostPath(const Ref<String>& path);
 };
 
 /// The environment as a product.
