@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
+#include <memory>
 
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -30,6 +31,11 @@ constexpr int KeepAliveIntervalSeconds = 15;
 constexpr int KeepAliveProbes = 4;
 
 constexpr std::uint64_t LongestLimit = std::uint64_t{INT_MAX} * 1000;  // milliseconds: 68 years
+
+// TLS asks for 5 bytes, then for the rest of a record, at most 16 KiB and a little: what comes with
+// the first is kept for the second, and for the next records.
+constexpr std::uint64_t LargeReceive = 0x8000;
+constexpr std::uint64_t ReadAhead = 0x10000;
 
 void setOption(int descriptor, int level, int option, int value) noexcept {
     // An option that this kind of socket lacks does not keep it from its work.
@@ -124,8 +130,28 @@ public:
     }
 
     std::int64_t receive(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
+        if (aheadSize_ == 0) {
+            if (size >= LargeReceive) {
+                return receiveInto(buffer.data(), size);
+            }
+            const std::int64_t count = receiveInto(aheadBuffer(), ReadAhead);
+            if (count <= 0) {
+                return count;
+            }
+            aheadStart_ = 0;
+            aheadSize_ = static_cast<std::uint64_t>(count);
+        }
+        const std::uint64_t count = std::min(size, aheadSize_);
+        Mem::copy(ahead_.get() + aheadStart_, buffer.data(), count);
+        aheadStart_ += count;
+        aheadSize_ -= count;
+        return static_cast<std::int64_t>(count);
+    }
+
+private:
+    std::int64_t receiveInto(std::uint8_t* bytes, std::uint64_t size) noexcept {
         for (;;) {
-            const ssize_t count = ::recv(descriptor_.number(), buffer.data(), size, 0);
+            const ssize_t count = ::recv(descriptor_.number(), bytes, size, 0);
             if (count > 0) {
                 return count;
             }
@@ -140,7 +166,13 @@ public:
         }
     }
 
-private:
+    std::uint8_t* aheadBuffer() {
+        if (!ahead_) {
+            ahead_.reset(static_cast<std::uint8_t*>(Heap::alloc(ReadAhead, Heap::Array)));
+        }
+        return ahead_.get();
+    }
+
     /// An interrupted connect goes on in the kernel; calling it again would fail.
     [[nodiscard]] int finishConnect(std::uint64_t limit, Clock::time_point begin) const noexcept {
         const auto waited = static_cast<std::uint64_t>(
@@ -206,6 +238,9 @@ private:
     std::uint64_t sendWait_ = 0;         // how long one call of send waits
     std::uint64_t receiveWait_ = 0;      // how long one call of recv waits
     std::atomic<bool> probing_ = false;  // one thread may send while another receives
+    std::unique_ptr<std::uint8_t, HeapArrayDelete> ahead_;  // made by the first small receive
+    std::uint64_t aheadStart_ = 0;
+    std::uint64_t aheadSize_ = 0;
 };
 
 }  // namespace
