@@ -57,3 +57,11 @@ file(RELATIVE_PATH NETHTTP_PC_TO_PREFIX /${pkgconfig_dir} /)
 string(REGEX REPLACE "/$" "" NETHTTP_PC_TO_PREFIX ${NETHTTP_PC_TO_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/nethttp.pc.in ${PROJECT_BINARY_DIR}/nethttp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/nethttp.pc DESTINATION ${pkgconfig_dir})
+
+# The environment's certificate bundle is the distribution's, unless there is one. Only an installation
+# for the whole system touches the host's root; DESTDIR holds for it as for everything else.
+set(NETHTTP_SYSTEM_BUNDLE /etc/ssl/certs/ca-certificates.crt CACHE FILEPATH
+    "What an installation under /usr links as the environment's certificate bundle")
+configure_file(
+    ${PROJECT_SOURCE_DIR}/cmake/LinkBundle.cmake.in ${PROJECT_BINARY_DIR}/LinkBundle.cmake @ONLY)
+install(SCRIPT ${PROJECT_BINARY_DIR}/LinkBundle.cmake)
