@@ -12,12 +12,11 @@ public:
     SSLStream(Ref<Socket> socket, SslCtxPtr context, SslPtr ssl) noexcept;
 
     /// @return 0 at the peer's close_notify, with the error code untouched; 0 on failure, with the
-    /// code that
-    ///         the network service set, or `ErrTransfer`, above all for an end without
+    ///         code that the network service set, or `ErrTransfer`, above all for an end without
     ///         close_notify.
     std::int64_t read(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout) override;
     /// @param size  At most 2,147,483,647. @return `size`; what is less is a failure, with
-    /// `ErrTransfer`.
+    ///              `ErrTransfer`.
     std::int64_t write(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout) override;
 
 private:

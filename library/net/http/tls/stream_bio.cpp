@@ -141,7 +141,7 @@ int bioWrite(BIO* bio, const char* buffer, int length) {
 /// Moves bytes of the line buffer to `target`, up to and including a line feed.
 ///
 /// @param room  At the most so many; lowered by what was moved. @return Whether a line feed was
-/// moved.
+///              moved.
 bool takeFromBuffer(LineBuffer& buffer, char*& target, std::uint64_t& room) {
     const std::uint64_t available = std::min(room, buffer.length);
     const char* const first = buffer.data + buffer.start;
