@@ -205,16 +205,6 @@ TEST(Request, PeerAddressIsThatOfTheLastExchange) {
     EXPECT_FALSE(request->peerAddress());
 }
 
-// To be replaced by the tests of TLS.
-TEST(Request, ForHttpsFailsAsATransfer) {
-    ScriptedServer server{Close{}};
-    const LogCapture log;
-    const Ref<Request> request = requestFor(server)->setProtocol(Request::Protocol::Https);
-    EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
-    EXPECT_FALSE(log.texts(4).empty());
-    EXPECT_EQ(server.received(), "");
-}
-
 TEST(Probe, TellsWhetherAConnectionCanBeMade) {
     const LoopbackListener listening;
     const LoopbackListener refusing(-1);
