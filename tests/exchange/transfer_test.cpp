@@ -182,6 +182,32 @@ TEST(Cancel, IsAskedAfterEveryPieceAndTakesOneTrueValueOnly) {
     }
 }
 
+/// Takes itself, the body and the other callbacks out of its request when it is called.
+class Leaving final : public Object, public virtual ProgressCallback {
+public:
+    void progress(double fraction) override {
+        if (fraction > from) {
+            request->setUploadProgressCallback(nullptr)->setDownloadProgressCallback(nullptr);
+            request->setBody(nullptr)->setCancelQuery(nullptr);
+        }
+    }
+    Request* request = nullptr;
+    double from = 0;
+};
+
+TEST(Progress, MayTakeTheCallbacksAndTheBodyAway) {
+    for (const double from : {-1.0, 0.0}) {
+        ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab"}};
+        const Ref<Request> request = requestFor(server)->setBody(MemInStrm::create("body"));
+        Ref<Leaving> callback = Ref<Leaving>::make();
+        callback->request = request.get();
+        callback->from = from;
+        request->setUploadProgressCallback(callback)->setDownloadProgressCallback(callback);
+        callback.reset();
+        EXPECT_EQ(look(request->perform(0)).body, "ab");
+    }
+}
+
 TEST(Mapping, OfAnOutputStreamIsHandedBackOnceOnEveryWayOut) {
     struct Case {
         const char* name;

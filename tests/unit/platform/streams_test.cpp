@@ -1,6 +1,7 @@
 #include "platform/streams/streams.hpp"
 
 #include <csignal>
+#include <fstream>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -58,6 +59,23 @@ TEST(BodySources, AreAtTheirStartAgainAfterTheirEnd) {
     expectBodySource(MemInStrm::borrow("abcde", 5));
     EXPECT_FALSE(MemInStrm::create(Ref<String>()));
     EXPECT_EQ(MemInStrm::create("")->length(), 0U);
+}
+
+TEST(FileStrm, SendsAFileThatChangesAsItWasAnnounced) {
+    const TemporaryFile file("abcde");
+    const Ref<Interfaces::Stripe> source = FileStrm::openForReading(str(file.path()));
+    EXPECT_EQ(readAll(*source, 2).substr(0, 2), "ab");
+    EXPECT_EQ(source->setPosition(2), 2U);
+    std::ofstream(file.path(), std::ios::app) << "fghij";
+    EXPECT_EQ(source->length(), 5U);
+    EXPECT_EQ(readAll(*source, 100), "cde");
+    EXPECT_EQ(source->position(), 0U);
+    EXPECT_EQ(source->length(), 10U);
+    EXPECT_EQ(source->setPosition(8), 8U);
+    std::ofstream(file.path(), std::ios::trunc) << "a";
+    char byte = 0;
+    EXPECT_EQ(source->read(TransferBuffer::plain(&byte), 1, NoTimeout), 0);
+    EXPECT_EQ(source->length() - source->position(), 1U);
 }
 
 TEST(MemInStrm, KeepsWhatItNeeds) {
