@@ -4,7 +4,6 @@
 #include "demo.hpp"
 
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <sstream>
 #include <string>
@@ -13,7 +12,7 @@
 
 #include "platform/runtime/error.hpp"
 
-#include "demo_server.hpp"
+#include "demo_world.hpp"
 #include "messages.hpp"
 #include "output.hpp"
 #include "text.hpp"
@@ -35,7 +34,7 @@ struct Step {
     const char* title;
     const char* program;
     const char* code;
-    Outcome (*take)(const DemoServer& server);
+    Outcome (*take)(const DemoWorld& world);
 };
 
 Ref<String> urlOf(const DemoServer& server, std::string_view path) {
@@ -56,8 +55,8 @@ std::string statusOf(const Response& response) {
            textOf(response.reasonPhrase()) + '\n';
 }
 
-Outcome getPage(const DemoServer& server) {
-    const Ref<Request> request = Request::create({})->setUrl(urlOf(server, "/hello"));
+Outcome getPage(const DemoWorld& world) {
+    const Ref<Request> request = Request::create({})->setUrl(urlOf(world.plain(), "/hello"));
     const Ref<Response> response = request->perform(0);
     if (!response) {
         return failure();
@@ -82,11 +81,11 @@ private:
     std::vector<double> told_;
 };
 
-Outcome upload(const DemoServer& server) {
+Outcome upload(const DemoWorld& world) {
     const std::string bytes(3U << 20U, 'x');
     const auto fractions = Ref<Fractions>::make();
     const Ref<Response> response = Request::create({})
-                                       ->setUrl(urlOf(server, "/upload"))
+                                       ->setUrl(urlOf(world.plain(), "/upload"))
                                        ->setMethod(Request::Method::Post)
                                        ->setBody(MemInStrm::borrow(bytes.data(), bytes.size()))
                                        ->setUploadProgressCallback(fractions)
@@ -100,29 +99,32 @@ Outcome upload(const DemoServer& server) {
     for (const double fraction : fractions->told()) {
         shown << ' ' << fraction;
     }
-    const bool kept = response->statusCode() == 201 && server.receivedBytes() == bytes.size() &&
+    const bool kept = response->statusCode() == 201 &&
+                      world.plain().receivedBytes() == bytes.size() &&
                       fractions->told().size() >= 3 && fractions->told().front() == 0.0 &&
                       fractions->told().back() == 1.0;
     return {kept, statusOf(*response) + shown.str() + "\nreceived: " +
-                      std::to_string(server.receivedBytes()) + " bytes at the server\n"};
+                      std::to_string(world.plain().receivedBytes()) + " bytes at the server\n"};
 }
 
-Outcome followRedirect(const DemoServer& server) {
-    const Ref<Response> response = Request::create({})->setUrl(urlOf(server, "/old"))->perform(0);
+Outcome followRedirect(const DemoWorld& world) {
+    const Ref<Response> response =
+        Request::create({})->setUrl(urlOf(world.plain(), "/old"))->perform(0);
     if (!response) {
         return failure();
     }
     const bool kept = response->statusCode() == 200 && response->wasRedirected() &&
-                      response->url()->equals(server.url("/hello")) &&
+                      response->url()->equals(world.plain().url("/hello")) &&
                       bodyOf(*response) == DemoServer::greeting;
     return {kept, statusOf(*response) +
                       "was redirected: " + (response->wasRedirected() ? "yes" : "no") +
                       "\nURL that answered: " + textOf(response->url()) + '\n'};
 }
 
-Outcome refuseRedirect(const DemoServer& server) {
-    const Ref<Response> response =
-        Request::create(Request::Flag::NoRedirect)->setUrl(urlOf(server, "/old"))->perform(0);
+Outcome refuseRedirect(const DemoWorld& world) {
+    const Ref<Response> response = Request::create(Request::Flag::NoRedirect)
+                                       ->setUrl(urlOf(world.plain(), "/old"))
+                                       ->perform(0);
     if (!response) {
         return failure();
     }
@@ -134,10 +136,10 @@ Outcome refuseRedirect(const DemoServer& server) {
                       "location: " + (located ? textOf(location->second) : "(none)") + '\n'};
 }
 
-Outcome breakOff(const DemoServer& server) {
+Outcome breakOff(const DemoWorld& world) {
     const Ref<MemOutStrm> arrived = MemOutStrm::create();
     const Ref<Response> response =
-        Request::create({})->setUrl(urlOf(server, "/broken"))->perform(arrived, 0);
+        Request::create({})->setUrl(urlOf(world.plain(), "/broken"))->perform(arrived, 0);
     const std::uint32_t code = Error::get();
     if (response) {
         return {false, statusOf(*response)};
@@ -150,6 +152,55 @@ Outcome breakOff(const DemoServer& server) {
                 std::string(digits.data(), end) + "h: " + textOf(Error::describe(code)) +
                 "\narrived:  " + std::to_string(arrived->size()) +
                 " bytes of 1000 before the connection ended\n"};
+}
+
+Outcome getOverTls(const DemoWorld& world) {
+    const Ref<Response> response =
+        Request::create({})->setUrl(urlOf(world.trusted(), "/hello"))->perform(0);
+    if (!response) {
+        return failure();
+    }
+    const bool kept = bodyOf(*response) == DemoServer::greeting;
+    return {kept, "url:      " + textOf(response->url()) + '\n' + statusOf(*response)};
+}
+
+const std::vector<std::string_view> policyRecords = {"Certificate error: ",
+                                                     "Certificate verification failed for "};
+
+Outcome refuseExpired(const DemoWorld& world) {
+    const KeptRecords records(4);
+    const Ref<Response> response =
+        Request::create({})->setUrl(urlOf(world.expired(), "/hello"))->perform(0);
+    const bool refused = !response && Error::get() == ErrTransfer;
+    const std::string reason = records.thatBeginWith(policyRecords);
+    return {refused && reason.find("certificate has expired") != std::string::npos,
+            (response ? statusOf(*response) : "refused\n") + reason};
+}
+
+Outcome forgiveExpired(const DemoWorld& world) {
+    const KeptRecords records(3);
+    const Ref<Response> response = Request::create(Request::Flag::SslIgnoreValidityPeriod)
+                                       ->setUrl(urlOf(world.expired(), "/hello"))
+                                       ->perform(0);
+    if (!response) {
+        return failure();
+    }
+    const std::string forgiven = records.thatBeginWith(policyRecords);
+    return {bodyOf(*response) == DemoServer::greeting && !forgiven.empty(),
+            statusOf(*response) + forgiven};
+}
+
+Outcome dumpChain(const DemoWorld& world) {
+    const KeptRecords records(1);
+    const Ref<Response> response =
+        Request::create({})->setUrl(urlOf(world.trusted(), "/hello"))->perform(0);
+    const std::string dump = records.thatBeginWith(
+        {"Got certificate", "Issuer: ", "Subject: ", "Not ", "SAN:", "localhost"});
+    const bool complete =
+        dump.find("at depth 1h (1)") < dump.find("Issuer: CN = Demonstration authority") &&
+        dump.find("at depth 0h (0)") < dump.find("Subject: CN = localhost") &&
+        dump.find("SAN:") != std::string::npos;
+    return {response && complete, dump};
 }
 
 constexpr Step steps[] = {
@@ -165,6 +216,15 @@ constexpr Step steps[] = {
      "Request::create(Request::Flag::NoRedirect)", refuseRedirect},
     {"Meet a server that ends the connection too early (the log says so on standard error)",
      "nethttp URL", "if (!response) { std::uint32_t code = Error::get(); ... }", breakOff},
+    {"Get a page over TLS, from a server whose certificate authority is trusted", "nethttp URL",
+     "Request::create({})->setUrl(httpsUrl)->perform(0);", getOverTls},
+    {"Meet a server whose certificate has expired", "nethttp URL",
+     "if (!response) { /* the log says why */ }", refuseExpired},
+    {"Accept the same server", "nethttp --ssl-ignore-validity-period URL",
+     "Request::create(Request::Flag::SslIgnoreValidityPeriod)", forgiveExpired},
+    {"See the certificates of a chain",
+     "nethttp --log-level 1 --boot lib.net.http.sslcerts.debug URL",
+     "Sys::setBootParameter(String::create(\"lib.net.http.sslcerts.debug\"));", dumpChain},
 };
 
 std::string indented(std::string_view text) {
@@ -178,13 +238,13 @@ std::string indented(std::string_view text) {
 }
 
 /// Shows one step; counts it when it kept its promise.
-bool show(const DemoServer& server, std::size_t number, const Step& step, std::size_t& kept) {
+bool show(const DemoWorld& world, std::size_t number, const Step& step, std::size_t& kept) {
     if (!writeToStandardOutput("\n" + std::to_string(number) + ". " + step.title +
                                "\n   program:  " + step.program + "\n   C++:      " + step.code +
                                '\n')) {
         return false;
     }
-    const Outcome outcome = step.take(server);
+    const Outcome outcome = step.take(world);
     kept += outcome.kept ? 1 : 0;
     return writeToStandardOutput(indented(outcome.text) + (outcome.kept
                                                                ? "   as it should be\n"
@@ -194,12 +254,13 @@ bool show(const DemoServer& server, std::size_t number, const Step& step, std::s
 }  // namespace
 
 ExitStatus runDemo() {
-    DemoServer server;
-    if (!server.start()) {
-        complainOfFile("the demonstration's server", ErrHostBase + static_cast<unsigned>(errno));
+    DemoWorld world;
+    if (const std::string missing = world.start(); !missing.empty()) {
+        complain("the demonstration cannot make " + missing);
         return Failed;
     }
-    if (!writeToStandardOutput("A server inside this program answers at " + server.url("/") +
+    if (!writeToStandardOutput("Servers inside this program answer at " + world.plain().url("/") +
+                               " and " + world.trusted().url("/") +
                                ".\nEach step shows how to do it with this program, how in C++, "
                                "and what came of it.\n")) {
         return Failed;
@@ -207,7 +268,7 @@ ExitStatus runDemo() {
     std::size_t number = 0;
     std::size_t kept = 0;
     for (const Step& step : steps) {
-        if (!show(server, ++number, step, kept)) {
+        if (!show(world, ++number, step, kept)) {
             return Failed;
         }
     }

@@ -20,10 +20,25 @@ namespace {
 constexpr std::size_t longestHead = 0x4000;
 constexpr std::string_view headEnd = "\r\n\r\n";
 
+class PlainTransport final : public Transport {
+public:
+    explicit PlainTransport(int connection) : connection_(connection) {}
+
+    long receive(char* bytes, std::size_t size) override {
+        return ::recv(connection_, bytes, size, 0);
+    }
+    long send(const char* bytes, std::size_t size) override {
+        return ::send(connection_, bytes, size, MSG_NOSIGNAL);
+    }
+
+private:
+    int connection_;
+};
+
 /// Sends a text; a client that has gone needs no more of it.
-void sendAll(int connection, std::string_view text) {
+void sendAll(Transport& connection, std::string_view text) {
     while (!text.empty()) {
-        const ssize_t sent = ::send(connection, text.data(), text.size(), MSG_NOSIGNAL);
+        const long sent = connection.send(text.data(), text.size());
         if (sent <= 0) {
             return;
         }
@@ -32,9 +47,9 @@ void sendAll(int connection, std::string_view text) {
 }
 
 /// Appends what arrives next.
-bool receiveMore(int connection, std::string& text) {
+bool receiveMore(Transport& connection, std::string& text) {
     std::array<char, 0x10000> piece{};
-    const ssize_t count = ::recv(connection, piece.data(), piece.size(), 0);
+    const long count = connection.receive(piece.data(), piece.size());
     if (count <= 0) {
         return false;
     }
@@ -43,7 +58,7 @@ bool receiveMore(int connection, std::string& text) {
 }
 
 /// Reads up to the empty line; answers the head and leaves in `rest` what came behind it.
-std::string receiveHead(int connection, std::string& rest) {
+std::string receiveHead(Transport& connection, std::string& rest) {
     std::size_t end = rest.find(headEnd);
     while (end == rest.npos) {
         if (rest.size() > longestHead || !receiveMore(connection, rest)) {
@@ -123,7 +138,8 @@ bool DemoServer::start() {
 }
 
 std::string DemoServer::url(std::string_view path) const {
-    return "http://127.0.0.1:" + std::to_string(port_) + std::string(path);
+    return (tls_ ? "https://localhost:" : "http://127.0.0.1:") + std::to_string(port_) +
+           std::string(path);
 }
 
 void DemoServer::serve() {
@@ -133,13 +149,22 @@ void DemoServer::serve() {
             // A client that says nothing must not hold up the end of the program.
             const timeval patience{5, 0};
             (void)::setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-            answer(connection);
+            if (const std::unique_ptr<Transport> transport = openTransport(connection)) {
+                answer(*transport);
+            }
             (void)::close(connection);
         }
     }
 }
 
-void DemoServer::answer(int connection) {
+std::unique_ptr<Transport> DemoServer::openTransport(int connection) const {
+    if (tls_) {
+        return tls_->accept(connection);
+    }
+    return std::make_unique<PlainTransport>(connection);
+}
+
+void DemoServer::answer(Transport& connection) {
     std::string rest;
     const std::string head = receiveHead(connection, rest);
     const std::uint64_t announced = announcedBody(head);

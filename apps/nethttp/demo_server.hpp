@@ -2,9 +2,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
+
+#include "demo_tls.hpp"
 
 namespace cli {
 
@@ -15,7 +19,8 @@ class DemoServer {
 public:
     static constexpr std::string_view greeting = "Hello from the server in this program.\n";
 
-    DemoServer() = default;
+    /// @param tls  What it speaks TLS with; null: plain HTTP.
+    explicit DemoServer(std::unique_ptr<DemoTls> tls = nullptr) : tls_(std::move(tls)) {}
     DemoServer(const DemoServer&) = delete;
     DemoServer& operator=(const DemoServer&) = delete;
     /// Ends the thread and closes the port.
@@ -32,8 +37,10 @@ public:
 
 private:
     void serve();
-    void answer(int connection);
+    [[nodiscard]] std::unique_ptr<Transport> openTransport(int connection) const;
+    void answer(Transport& connection);
 
+    std::unique_ptr<DemoTls> tls_;
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::atomic<bool> ends_{false};

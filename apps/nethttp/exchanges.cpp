@@ -9,12 +9,14 @@
 #include <utility>
 
 #include "platform/runtime/error.hpp"
+#include "platform/runtime/system.hpp"
 
 #include "body_source.hpp"
 #include "host.hpp"
 #include "messages.hpp"
 #include "output.hpp"
 #include "progress_bar.hpp"
+#include "record_watch.hpp"
 #include "report.hpp"
 #include "text.hpp"
 
@@ -89,6 +91,16 @@ std::string targetName(const Options& options) {
            (port != 0 ? ':' + std::to_string(port) : "") + *options.path;
 }
 
+/// Tells where the certificate bundle was looked for, if there is none.
+void complainOfMissingBundle() {
+    const Ref<String> path = Sys::hostPath(stringOf("/system/base/certs.pem"));
+    if (!FileStrm::openForReading(path)) {
+        complain("no certificate bundle: " + textOf(path) + ": " +
+                 textOf(Error::describe(Error::get())) +
+                 " (install ca-certificates, or set VORNIK_ROOT)");
+    }
+}
+
 /// Writes the line by which scripts know a failed exchange.
 void complainOfExchange(std::uint32_t code, const std::string& target) {
     std::array<char, 16> digits{};
@@ -121,6 +133,7 @@ private:
 
     const Options& options_;
     ProgressBar bar_;
+    RecordWatch records_{[this] { bar_.clear(); }};
     Ref<ProgressWatch> upload_;
     Ref<ProgressWatch> download_;
     Ref<CancelCounter> cancel_;
@@ -129,6 +142,7 @@ private:
     Ref<Output> output_;
     bool failed_ = false;
     bool badResponse_ = false;
+    bool toldOfBundle_ = false;
 };
 
 bool Runner::open() {
@@ -200,6 +214,7 @@ void Runner::performOnce(const Ref<Request>& request, std::uint64_t number) {
     bar_.begin(options_.repeat > 1
                    ? std::to_string(number) + '/' + std::to_string(options_.repeat) + ' '
                    : std::string());
+    records_.forget();
     const ExchangeResult result = exchange(request);
     bar_.finish();
     if (result.response && options_.memory) {
@@ -207,6 +222,9 @@ void Runner::performOnce(const Ref<Request>& request, std::uint64_t number) {
     }
     const bool written = !output_->complainOfFailure();
     if (!result.response) {
+        if (records_.certificateRefused() && !std::exchange(toldOfBundle_, true)) {
+            complainOfMissingBundle();
+        }
         complainOfExchange(result.error, targetName(options_));
     }
     failed_ = failed_ || !result.response || !written;

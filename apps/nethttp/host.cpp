@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -47,6 +48,13 @@ bool isTerminal(const std::string& path) {
     const bool terminal = isTerminal(descriptor);
     (void)::close(descriptor);
     return terminal;
+}
+
+std::string makeTemporaryFolder() {
+    const char* const base =
+        std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): one thread yet
+    std::string path = std::string(base != nullptr ? base : "/tmp") + "/nethttp-XXXXXX";
+    return ::mkdtemp(path.data()) != nullptr ? path : std::string();
 }
 
 unsigned columns() {

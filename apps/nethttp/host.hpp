@@ -19,6 +19,11 @@ bool standardOutputIsOpen();
 bool isTerminal(int descriptor);
 bool isTerminal(const std::string& path);
 
+/// Makes a folder for this run that only this user can enter.
+///
+/// @return Its path, empty with `errno` set on failure.
+std::string makeTemporaryFolder();
+
 /// Answers the width of standard error's terminal, 80 when it is unknown.
 unsigned columns();
 

@@ -7,8 +7,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "platform/log/log.hpp"
-
 #include "host.hpp"
 
 namespace cli {
@@ -18,20 +16,6 @@ namespace {
 constexpr std::chrono::milliseconds drawingInterval(100);
 constexpr std::size_t widestLine = 79;  // one less than a terminal: a full line would wrap
 constexpr std::size_t narrowestBar = 4;
-
-/// The bar that records of the log push aside: a sink is a plain function and has no other way to
-/// know. Set while the one bar of the program is shown.
-ProgressBar*& barOnScreen() {
-    static ProgressBar* bar = nullptr;
-    return bar;
-}
-
-void writeRecordInPlaceOfBar(std::uint32_t level, const char* channel, std::string_view text) {
-    if (barOnScreen() != nullptr) {
-        barOnScreen()->clear();
-    }
-    SysLogStream::writeLine(level, channel, text);
-}
 
 void writeToStandardError(std::string_view text) {
     // A bar that cannot be seen is no failure of the exchange.
@@ -52,20 +36,6 @@ std::string amountText(std::uint64_t bytes) {
 }
 
 }  // namespace
-
-ProgressBar::ProgressBar(bool shown) : shown_(shown) {
-    if (shown_) {
-        barOnScreen() = this;
-        SysLogStream::setSink(writeRecordInPlaceOfBar);
-    }
-}
-
-ProgressBar::~ProgressBar() {
-    if (shown_) {
-        SysLogStream::setSink(nullptr);
-        barOnScreen() = nullptr;
-    }
-}
 
 void ProgressBar::begin(std::string prefix) {
     prefix_ = std::move(prefix);

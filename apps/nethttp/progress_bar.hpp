@@ -10,15 +10,12 @@ namespace cli {
 /// A line on standard error that shows how far an exchange is, drawn over itself.
 ///
 /// One line serves a whole exchange: the upload, then the download, then the same again when a
-/// redirect makes the next hop start over. Log records push it aside while it is there.
+/// redirect makes the next hop start over. Whatever else writes to standard error wipes it before.
 class ProgressBar {
 public:
     enum class Phase { Upload, Download };
 
-    explicit ProgressBar(bool shown);
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-    ~ProgressBar();
+    explicit ProgressBar(bool shown) : shown_(shown) {}
 
     /// Starts the line of an exchange, which bears a prefix.
     void begin(std::string prefix);

@@ -80,7 +80,7 @@ TEST(CliUserAgent, IsWhatRequestsSend) {
 TEST(CliDemo, KeepsWhatItPromises) {
     const Outcome outcome = runProgram({"demo"});
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.output, HasSubstr("\n5 of 5 steps did what they say.\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("\n9 of 9 steps did what they say.\n"));
     EXPECT_THAT(outcome.output, Not(HasSubstr("NOT AS IT SHOULD BE")));
 }
 
