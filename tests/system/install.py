@@ -23,8 +23,9 @@ def by_cmake(consumer, prefix, work, compiler, options):
     return must([work / "consumer"]).stdout
 
 
-def by_pkg_config(consumer, environment, work, compiler, options):
-    said = must(["pkg-config", "--cflags", "--libs", "nethttp"], env=environment).stdout
+def by_pkg_config(consumer, environment, work, compiler, options, static):
+    query = ["pkg-config", *(["--static"] if static else []), "--cflags", "--libs", "nethttp"]
+    said = must(query, env=environment).stdout
     must([compiler, "-std=c++20", *options, consumer / "main.cpp", *shlex.split(said),
           "-o", work / "by_pkg_config"])
     return must([work / "by_pkg_config"], env=environment).stdout
@@ -40,9 +41,10 @@ def main():
         install(build, first)
         shutil.move(first, prefix)
         environment = environment_of(prefix)
+        static = any(prefix.rglob("libnethttp.a"))
         outputs = {
             "CMake": by_cmake(consumer, prefix, work, compiler, options),
-            "pkg-config": by_pkg_config(consumer, environment, work, compiler, options),
+            "pkg-config": by_pkg_config(consumer, environment, work, compiler, options, static),
         }
         program = prefix / "bin/nethttp"
         if program.exists():
