@@ -1,0 +1,58 @@
+#pragma once
+
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <openssl/types.h>
+
+enum class KeyType { Ec, Rsa, Ed25519 };
+
+inline constexpr std::time_t Day = 86'400;
+
+/// What a certificate says.
+struct CertificateText {
+    /// Entries such as "O=Acme/CN=leaf", as UTF-8.
+    std::string subject = "CN=leaf";
+    /// The subjectAltName entries in order, "DNS:name" or "IP:address"; none: no such extension.
+    std::vector<std::string> names = {};
+    std::time_t notBefore = std::time(nullptr) - Day;
+    std::time_t notAfter = std::time(nullptr) + Day;
+    KeyType key = KeyType::Ec;
+    /// Whether it may issue others.
+    bool authority = false;
+    /// The extended key usage.
+    const char* purpose = "serverAuth";
+};
+
+/// The text of a certificate authority.
+inline CertificateText authority(const std::string& name) {
+    return {.subject = "CN=" + name, .authority = true};
+}
+
+/// A certificate with its private key, made at run time; copies share both.
+class Certificate {
+public:
+    static Certificate selfSigned(const CertificateText& text) { return {text, nullptr}; }
+    [[nodiscard]] Certificate issue(const CertificateText& text) const { return {text, this}; }
+
+    [[nodiscard]] X509* x509() const noexcept { return x509_.get(); }
+    [[nodiscard]] EVP_PKEY* key() const noexcept { return key_.get(); }
+    [[nodiscard]] std::string pem() const;
+
+private:
+    Certificate(const CertificateText& text, const Certificate* issuer);
+
+    std::shared_ptr<EVP_PKEY> key_;
+    std::shared_ptr<X509> x509_;
+};
+
+/// What a server sends: its own certificate first.
+using Chain = std::vector<Certificate>;
+
+/// Makes these the trusted roots of this process, by a folder of the environment's files that is
+/// the process's own. The first call must come before other threads run.
+void trustOnly(const std::vector<Certificate>& roots);
+/// Takes the bundle of trusted roots away.
+void removeTrustedRoots();

@@ -1,0 +1,265 @@
+// Whole exchanges over TLS: what the engine makes of how a server speaks, and of how it ends.
+
+#include "tests/exchange/exchange.hpp"
+
+#include <thread>
+
+#include <openssl/ssl.h>
+
+#include "tests/tls/tls_server.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+namespace {
+
+using Options = TlsServer::Options;
+using End = TlsServer::End;
+using Opening = TlsServer::Opening;
+using Extra = TlsServer::Extra;
+
+const Certificate& root() {
+    static const Certificate made = Certificate::selfSigned(authority("Root"));
+    return made;
+}
+
+/// A certificate for "localhost" of the root, which is trusted from here on.
+Chain goodChain() {
+    static const Chain made = {root().issue({.names = {"DNS:localhost"}})};
+    trustOnly({root()});
+    return made;
+}
+Chain expiredChain() {
+    static const Chain made = {root().issue({.names = {"DNS:localhost"},
+                                             .notBefore = std::time(nullptr) - 9 * Day,
+                                             .notAfter = std::time(nullptr) - 2 * Day})};
+    return made;
+}
+
+Options options(End end = End::CloseNotify) {
+    return {.chain = goodChain(), .end = end};
+}
+
+/// Performs a GET; a code set before it shows whether the exchange left the thread's code alone.
+Seen get(const TlsServer& server, Flags flags = {}) {
+    return look(Request::create(flags)->setUrl(server.url("/f"))->perform(0));
+}
+
+struct EndCase {
+    const char* name;
+    const char* answer;
+    End end;
+    bool ok;
+    const char* body;
+    std::uint32_t code;  ///< The thread's error code afterwards, set to 0 before.
+    const char* record;  ///< Of level 4; null: none.
+};
+
+constexpr const char* NoLength = "HTTP/1.1 200 OK\r\n\r\nabc";
+constexpr const char* WithLength = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+constexpr const char* TooShort = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc";
+constexpr const char* NoTls = "SSL engine failed with 1h (1)";
+
+const std::vector<EndCase>& endCases() {
+    static const std::vector<EndCase> all = {
+        {"NoLengthOrderly", NoLength, End::CloseNotify, true, "abc", 0, nullptr},
+        {"NoLengthCut", NoLength, End::Cut, true, "abc", ErrEndOfStream, nullptr},
+        {"NoLengthReset", NoLength, End::Reset, true, "abc", 0x20000 + 104, nullptr},
+        {"NoLengthGarbage", NoLength, End::Garbage, true, "abc", ErrTransfer, NoTls},
+        {"LengthOrderly", WithLength, End::CloseNotify, true, "abc", 0, nullptr},
+        {"LengthCutBehind", WithLength, End::Cut, true, "abc", 0, nullptr},
+        {"ShortOrderly", TooShort, End::CloseNotify, false, "", ErrTransfer,
+         "Could not receive data; error: "},
+        {"ShortCut", TooShort, End::Cut, false, "", ErrTransfer,
+         "Could not receive data; error: 15h (21)"},
+        {"HeadOrderly", "HTTP/1.1 200 OK\r\nA: b\r\n", End::CloseNotify, true, "", 0, nullptr},
+        {"HeadCut", "HTTP/1.1 200 OK\r\nA: b\r\n", End::Cut, true, "", ErrEndOfStream, nullptr},
+        {"NothingOrderly", "", End::CloseNotify, false, "", ErrTransfer,
+         "Could not receive data; error: "},
+        {"NothingCut", "", End::Cut, false, "", ErrTransfer,
+         "Could not receive data; error: 15h (21)"},
+    };
+    return all;
+}
+
+void PrintTo(const EndCase& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class TlsEnd : public testing::TestWithParam<EndCase> {};
+
+TEST_P(TlsEnd, OfAConnection) {
+    const EndCase& row = GetParam();
+    TlsServer server(options(row.end), row.answer);
+    const LogCapture log;
+    Error::set(0);
+    const Seen seen = get(server);
+    const std::uint32_t code = Error::get();
+    EXPECT_EQ(seen.ok, row.ok);
+    EXPECT_EQ(seen.body, row.body);
+    // That the memory body does not map is no failure of the transport.
+    EXPECT_EQ(code == ErrNotSupported ? 0 : code, row.code);
+    const std::vector<std::string> failures = log.texts(4);
+    EXPECT_EQ(failures.empty(), row.record == nullptr) << testing::PrintToString(failures);
+    if (row.record != nullptr && !failures.empty()) {
+        EXPECT_THAT(failures[0], testing::HasSubstr(row.record));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, TlsEnd, testing::ValuesIn(endCases()),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(TlsOpening, ThatIsNoHandshakeFails) {
+    for (const Opening opening :
+         {Opening::CloseAtOnce, Opening::CloseAfterHello, Opening::PlainHttp}) {
+        Options bad = options();
+        bad.opening = opening;
+        TlsServer server(bad, "");
+        const LogCapture log;
+        EXPECT_EQ(get(server, {Flag::SslIgnoreInvalid}).error, ErrTransfer);
+        EXPECT_TRUE(log.hasFailure("TLS handshake failed to localhost"))
+            << static_cast<int>(opening);
+    }
+}
+
+TEST(TlsVersions, BothAreSpokenAndCarryAnyRecordSize) {
+    const std::string body(100'000, 'b');
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        for (const Extra extra :
+             {Extra::None, Extra::Ticket, Extra::KeyUpdate, Extra::Renegotiation}) {
+            if ((extra == Extra::Renegotiation) != (version == TLS1_2_VERSION) &&
+                extra != Extra::None) {
+                continue;  // each belongs to one version
+            }
+            for (const std::size_t record : {std::size_t{512}, std::size_t{16384}}) {
+                Options set = options();
+                set.version = version;
+                set.extra = extra;
+                set.record = record;
+                TlsServer server(set, okResponse(body));
+                const Seen seen = get(server);
+                EXPECT_EQ(seen.body == body, seen.ok) << version << static_cast<int>(extra);
+                EXPECT_TRUE(seen.ok) << version << static_cast<int>(extra);
+            }
+        }
+    }
+    Options bytes = options();
+    bytes.record = 1;
+    TlsServer server(bytes, okResponse("one byte a record"));
+    EXPECT_EQ(get(server).body, "one byte a record");
+}
+
+TEST(TlsServerWithoutACertificate, IsNotSpokenTo) {
+    trustOnly({root()});
+    TlsServer server({.version = TLS1_2_VERSION}, "");
+    const LogCapture log;
+    EXPECT_EQ(get(server, {Flag::SslIgnoreInvalid}).error, ErrTransfer);
+}
+
+TEST(TlsRequest, IsSentWholeWithItsBody) {
+    TlsServer server(options(), [](const std::string& request) { return okResponse(request); });
+    std::string body(3 << 20, 'u');
+    body.back() = 'z';
+    const Seen seen = look(Request::create({})
+                               ->setUrl(server.url("/u"))
+                               ->setMethod(Request::Method::Put)
+                               ->setBody(MemInStrm::create(body))
+                               ->perform(0));
+    ASSERT_TRUE(seen.ok);
+    EXPECT_EQ(seen.body.substr(0, 20), "PUT /u HTTP/1.0\r\nCon");
+    EXPECT_TRUE(seen.body.ends_with("\r\n\r\n" + body));
+}
+
+TEST(TlsRedirect, LeadsBetweenProtocolsBothWays) {
+    TlsServer* next = nullptr;
+    ScriptedServer plainEnd{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"}};
+    TlsServer back(options(), [&](const std::string&) {
+        return "HTTP/1.1 302 x\r\nLocation: " + plain(plainEnd.url("/end")) +
+               "\r\nContent-Length: 0\r\n\r\n";
+    });
+    next = &back;
+    ScriptedServer start{ReadHead{}, Send{"HTTP/1.1 302 x\r\nLocation: " + plain(next->url("/t")) +
+                                          "\r\nContent-Length: 0\r\n\r\n"}};
+    const Seen seen = look(requestFor(start)->perform(0));
+    EXPECT_EQ(seen.body, "ok");
+    EXPECT_EQ(seen.url, plain(plainEnd.url("/end")));
+    TlsServer refused(options(), "");
+    ScriptedServer toTls{ReadHead{}, Send{"HTTP/1.1 302 x\r\nLocation: " + plain(refused.url("/")) +
+                                          "\r\nContent-Length: 0\r\n\r\n"}};
+    const LogCapture log;
+    EXPECT_EQ(look(requestFor(toTls, {Flag::DisallowHttps})->perform(0)).error, ErrInvalidArgument);
+    EXPECT_TRUE(log.hasFailure("HTTPS is not allowed"));
+}
+
+TEST(TlsProbe, AsksForNoCertificate) {
+    TlsServer server({.chain = expiredChain()}, "");
+    EXPECT_TRUE(Request::canConnect(server.url("/"), 0));
+    const LogCapture log;
+    goodChain();  // trusts the root
+    EXPECT_FALSE(get(server).ok);
+}
+
+/// Performs the exchange that a number stands for and checks that its own policy decided.
+void exchangeNumber(unsigned number, const TlsServer& good, const TlsServer& expired,
+                    const AnsweringServer& plainServer) {
+    const bool forgives = number % 2 == 0;
+    const Flags flags = forgives ? Flags{Flag::SslIgnoreValidityPeriod}
+                                 : Flags{Flag::SslIgnoreInvalid, Flag::SslIgnoreUntrusted};
+    const unsigned kind = number / 2 % 4;
+    const Ref<String> url = kind == 0   ? plainServer.url("/p")
+                            : kind == 1 ? good.url("/g")
+                                        : expired.url(kind == 2 ? "/e" : "/cut");
+    const Seen seen = look(Request::create(flags)->setUrl(url)->perform(0));
+    const bool expectOk = kind < 2 || (kind == 2 && forgives);
+    ASSERT_EQ(seen.ok, expectOk) << number;
+    if (expectOk) {
+        ASSERT_EQ(seen.body, "abc");
+    } else {
+        ASSERT_EQ(seen.error, ErrTransfer);
+    }
+}
+
+std::string answerByPath(const std::string& request) {
+    return request.starts_with("GET /cut") ? TooShort : WithLength;
+}
+
+TEST(TlsMany, ThreadsGetTheirOwnPolicysAnswer) {
+    const LogCapture quiet(5);
+    Options set = options();
+    set.threads = 4;
+    TlsServer good(set, answerByPath);
+    set.chain = expiredChain();
+    TlsServer expired(set, answerByPath);
+    const AnsweringServer plainServer(answerByPath, 4);
+    std::vector<std::thread> threads;
+    for (unsigned thread = 0; thread < 16; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (unsigned i = 0; i < 8; ++i) {
+                exchangeNumber(thread + i, good, expired, plainServer);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(TlsMany, TwoThousandExchangesLeaveNothingBehind) {
+    const LogCapture quiet(5);
+    TlsServer good(options(), answerByPath);
+    TlsServer expired({.chain = expiredChain()}, answerByPath);
+    const AnsweringServer plainServer(answerByPath, 1);
+    for (unsigned i = 0; i < 16; ++i) {
+        exchangeNumber(i, good, expired, plainServer);  // what is made once is made here
+    }
+    const std::size_t before = openDescriptors();
+    for (unsigned i = 0; i < 2000; ++i) {
+        exchangeNumber(i, good, expired, plainServer);
+    }
+    // The servers may still be closing their sides of the last ones.
+    for (int i = 0; i < 1'000'000 && openDescriptors() > before; ++i) {
+        std::this_thread::yield();
+    }
+    EXPECT_LE(openDescriptors(), before);
+}
+
+}  // namespace
+}  // namespace Libraries::Networks::HTTP::Client
