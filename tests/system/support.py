@@ -29,7 +29,7 @@ http {{
     client_max_body_size 0;
     sendfile on;
     server {{
-        listen 127.0.0.1:{port};
+        listen 127.0.0.1:{port} {listen_option};
         root {folder}/www;
         {locations}
     }}
@@ -46,8 +46,9 @@ def end_with_parent():
 class Nginx:
     """A server on a free port of 127.0.0.1 with a folder of its own; it ends with the block."""
 
-    def __init__(self, locations=""):
+    def __init__(self, locations="", listen_option=""):
         self.locations = locations
+        self.listen_option = listen_option
 
     def __enter__(self):
         program = shutil.which("nginx", path=os.environ.get("PATH", "") + ":/usr/sbin")
@@ -65,7 +66,8 @@ class Nginx:
             config = self.folder / "nginx.conf"
             config.write_text(CONFIG.format(folder=self.folder, port=self.port,
                                             user=pwd.getpwuid(os.geteuid()).pw_name,
-                                            locations=self.locations))
+                                            locations=self.locations,
+                                            listen_option=self.listen_option))
             self.process = subprocess.Popen(
                 [program, "-p", str(self.folder), "-c", str(config), "-e", str(self.folder / "error.log")],
                 stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[listener.fileno()],

@@ -1,0 +1,132 @@
+#!/usr/bin/env python3
+"""The command line over TLS against real servers: nginx, and the one of the openssl program.
+
+    tls.py NETHTTP SANITIZERS     under sanitizers the download is small
+"""
+
+import hashlib
+import json
+import os
+import pathlib
+import random
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+from support import Nginx, end_with_parent, must, run
+
+SERVER = """
+        ssl_certificate {0}/good.pem;
+        ssl_certificate_key {0}/key.pem;
+        location /stored/ {{ dav_methods PUT; create_full_put_path on; }}
+        location = /moved {{ return 301 https://localhost:$server_port/small; }}
+"""
+
+
+def openssl(folder, *words):
+    must(["openssl", *words], cwd=folder)
+
+
+def make_certificates(folder):
+    """An authority, and certificates of it for localhost: one in order, one that has expired."""
+    openssl(folder, "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "authority.key",
+            "-out", "authority.pem", "-subj", "/CN=Authority", "-days", "2")
+    openssl(folder, "req", "-newkey", "rsa:2048", "-nodes", "-keyout", "key.pem", "-out",
+            "request.pem", "-subj", "/CN=localhost")
+    (folder / "names").write_text("subjectAltName=DNS:localhost")
+    for name, days in (("good", "2"), ("expired", "-1")):
+        openssl(folder, "x509", "-req", "-in", "request.pem", "-CA", "authority.pem", "-CAkey",
+                "authority.key", "-CAcreateserial", "-days", days, "-extfile", "names", "-out",
+                name + ".pem")
+    bundle = folder / "environment/system/base/certs.pem"
+    bundle.parent.mkdir(parents=True)
+    shutil.copy(folder / "authority.pem", bundle)
+
+
+class TlsTest(unittest.TestCase):
+    program = ""
+    size = 64 << 20
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        make_certificates(cls.folder)
+        cls.server = cls.enterClassContext(Nginx(SERVER.format(cls.folder), "ssl"))
+        cls.url = f"https://localhost:{cls.server.port}"
+        (cls.server.www / "small").write_bytes(b"small page")
+        cls.large = random.Random(1).randbytes(cls.size)
+        (cls.server.www / "large").write_bytes(cls.large)
+
+    def nethttp(self, *arguments, root="environment", **options):
+        environment = {**os.environ, "VORNIK_ROOT": str(self.folder / root)}
+        return run([self.program, *arguments], env=environment, **options)
+
+    def test_download_and_upload(self):
+        got = self.nethttp(self.url + "/large", text=False)
+        self.assertEqual(got.returncode, 0, got.stderr)
+        self.assertEqual(hashlib.sha256(got.stdout).digest(), hashlib.sha256(self.large).digest())
+        self.assertEqual(got.stderr, b"")
+        sent = self.nethttp("-X", "PUT", "-T", self.server.www / "large", self.url + "/stored/copy")
+        self.assertEqual(sent.returncode, 0, sent.stderr)
+        self.assertEqual((self.server.www / "stored/copy").read_bytes(), self.large)
+
+    def test_redirect(self):
+        report = self.folder / "report.json"
+        got = self.nethttp("--report", report, self.url + "/moved")
+        self.assertEqual((got.returncode, got.stdout), (0, "small page"), got.stderr)
+        entry = json.loads(report.read_text())["exchanges"][0]
+        self.assertEqual((entry["url"], entry["wasRedirected"]), (self.url + "/small", True))
+
+    def test_authority_that_nobody_vouches_for(self):
+        hint = "nethttp: no certificate bundle: "
+        for options in ([], ["--log-level", "5"]):
+            got = self.nethttp(*options, "--repeat", "2", self.url + "/small", root="nowhere")
+            self.assertEqual((got.returncode, got.stdout), (1, ""))
+            self.assertEqual(got.stderr.count(hint), 1, got.stderr)
+            self.assertIn(str(self.folder / "nowhere/system/base/certs.pem"), got.stderr)
+            self.assertEqual("Certificate error: " in got.stderr, not options)
+        forgiven = self.nethttp("--ssl-ignore-invalid", self.url + "/small", root="nowhere")
+        self.assertEqual((forgiven.returncode, forgiven.stdout), (0, "small page"))
+        self.assertNotIn(hint, forgiven.stderr)
+        # A connection that fails for another reason says nothing of the bundle.
+        refused = self.nethttp("https://127.0.0.1:1/", root="nowhere")
+        self.assertNotIn(hint, refused.stderr)
+
+    def test_openssl_server(self):
+        for version in ("-tls1_2", "-tls1_3"):
+            for name, forgiving, status in (("good", False, 0), ("expired", False, 1),
+                                            ("expired", True, 0)):
+                with self.subTest(version=version, certificate=name, forgiving=forgiving):
+                    self.against_openssl(version, name, forgiving, status)
+
+    def against_openssl(self, version, name, forgiving, status):
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            port = listener.getsockname()[1]
+        server = subprocess.Popen(
+            ["openssl", "s_server", "-accept", f"127.0.0.1:{port}", version, "-cert", name + ".pem",
+             "-key", "key.pem", "-WWW", "-quiet"], cwd=self.folder, stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, preexec_fn=end_with_parent)
+        try:
+            deadline = time.monotonic() + 20
+            while self.nethttp("probe", f"https://localhost:{port}/").returncode != 0:
+                self.assertLess(time.monotonic(), deadline, "the server does not start")
+            options = ["--ssl-ignore-validity-period"] if forgiving else []
+            got = self.nethttp(*options, f"https://localhost:{port}/authority.pem")
+            self.assertEqual(got.returncode, status, got.stderr)
+            expected = (self.folder / "authority.pem").read_text() if status == 0 else ""
+            self.assertEqual(got.stdout, expected)
+            self.assertEqual("certificate has expired" in got.stderr, name == "expired")
+        finally:
+            server.kill()
+            server.wait()
+
+
+if __name__ == "__main__":
+    TlsTest.program = sys.argv[1]
+    if sys.argv[2]:
+        TlsTest.size = 4 << 20
+    unittest.main(argv=sys.argv[:1])
