@@ -106,22 +106,29 @@ void library(benchmark::State& state, const std::string& path, std::uint64_t siz
     }
 }
 
-void add(const char* name, void (*job)(benchmark::State&, const std::string&, std::uint64_t),
-         const char* path, std::uint64_t size, int iterations) {
-    benchmark::RegisterBenchmark(name, job, path, size)
-        ->Iterations(iterations)
-        ->UseRealTime()
-        ->Unit(benchmark::kMillisecond);
-}
+// NOLINTBEGIN(cert-err58-cpp): the macro registers at load, as the framework wants it
+BENCHMARK_CAPTURE(bare, small, "/small", SmallSize)
+    ->Name("tls_small_get/bare")
+    ->Iterations(10)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(library, small, "/small", SmallSize)
+    ->Name("tls_small_get/library")
+    ->Iterations(10)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(bare, large, "/large", LargeSize)
+    ->Name("tls_download/bare")
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(library, large, "/large", LargeSize)
+    ->Name("tls_download/library")
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+// NOLINTEND(cert-err58-cpp)
 
 }  // namespace
 
-int main(int count, char** arguments) {
-    add("tls_small_get/bare", bare, "/small", SmallSize, 10);
-    add("tls_small_get/library", library, "/small", SmallSize, 10);
-    add("tls_download/bare", bare, "/large", LargeSize, 1);
-    add("tls_download/library", library, "/large", LargeSize, 1);
-    benchmark::Initialize(&count, arguments);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-}
+BENCHMARK_MAIN();

@@ -164,15 +164,16 @@ Outcome getOverTls(const DemoWorld& world) {
     return {kept, "url:      " + textOf(response->url()) + '\n' + statusOf(*response)};
 }
 
-const std::vector<std::string_view> policyRecords = {"Certificate error: ",
-                                                     "Certificate verification failed for "};
+std::string policyRecords(const KeptRecords& records) {
+    return records.thatBeginWith({"Certificate error: ", "Certificate verification failed for "});
+}
 
 Outcome refuseExpired(const DemoWorld& world) {
     const KeptRecords records(4);
     const Ref<Response> response =
         Request::create({})->setUrl(urlOf(world.expired(), "/hello"))->perform(0);
     const bool refused = !response && Error::get() == ErrTransfer;
-    const std::string reason = records.thatBeginWith(policyRecords);
+    const std::string reason = policyRecords(records);
     return {refused && reason.find("certificate has expired") != std::string::npos,
             (response ? statusOf(*response) : "refused\n") + reason};
 }
@@ -185,7 +186,7 @@ Outcome forgiveExpired(const DemoWorld& world) {
     if (!response) {
         return failure();
     }
-    const std::string forgiven = records.thatBeginWith(policyRecords);
+    const std::string forgiven = policyRecords(records);
     return {bodyOf(*response) == DemoServer::greeting && !forgiven.empty(),
             statusOf(*response) + forgiven};
 }

@@ -149,6 +149,9 @@ Ref<SysLogStream> SysLogStream::stdOutPrinter() {
     // destructors of other objects too.
     thread_local SysLogStream* printer = nullptr;
     struct Release {
+        Release() = default;
+        Release(const Release&) = delete;
+        Release& operator=(const Release&) = delete;
         ~Release() {
             if (printer != nullptr) {
                 std::exchange(printer, nullptr)->releaseReference();

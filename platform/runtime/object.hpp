@@ -112,8 +112,6 @@ public:
         return Ref<U>(dynamic_cast<U*>(object_));
     }
 
-    // The analyzer does not follow atomic counts.
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): not freed here
     [[nodiscard]] T* get() const noexcept { return object_; }
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }

@@ -104,8 +104,8 @@ public:
         require(mkdtemp(name.data()) != nullptr, "temporary folder");
         root_ = name;
         fs::create_directories(bundle().parent_path());
-        require(setenv("VORNIK_ROOT", name.c_str(), 1) == 0,
-                "setenv");  // NOLINT(concurrency-mt-unsafe): before any thread
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): before any thread
+        require(setenv("VORNIK_ROOT", name.c_str(), 1) == 0, "setenv");
     }
     EnvironmentFolder(const EnvironmentFolder&) = delete;
     EnvironmentFolder& operator=(const EnvironmentFolder&) = delete;

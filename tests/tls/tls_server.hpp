@@ -59,7 +59,7 @@ public:
     };
 
     TlsServer(Options options, Handler handler);
-    TlsServer(Options options, std::string answer)
+    TlsServer(Options options, const std::string& answer)
         : TlsServer(std::move(options), [answer](const std::string&) { return answer; }) {}
     TlsServer(const TlsServer&) = delete;
     TlsServer& operator=(const TlsServer&) = delete;

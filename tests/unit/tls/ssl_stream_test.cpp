@@ -129,6 +129,8 @@ TEST(SslStream, LeavesTheCodeOfATransportThatFails) {
 class LastSocket final : public Object, public virtual Socket {
 public:
     explicit LastSocket(LiveObjects& atTheEnd) : atTheEnd_(atTheEnd) {}
+    LastSocket(const LastSocket&) = delete;
+    LastSocket& operator=(const LastSocket&) = delete;
     ~LastSocket() override { atTheEnd_ = liveObjects(); }
     bool connect(const Services::Network::Definitions::IPEndpoint&, std::uint32_t) override {
         return false;
