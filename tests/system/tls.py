@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The command line over TLS against real servers: nginx, and the one of the openssl program.
 
-    tls.py NETHTTP SANITIZERS     under sanitizers the download is small
+    tls.py NETHTTP [SANITIZERS]     under sanitizers the download is small
 """
 
 import hashlib
@@ -127,6 +127,6 @@ class TlsTest(unittest.TestCase):
 
 if __name__ == "__main__":
     TlsTest.program = sys.argv[1]
-    if sys.argv[2]:
+    if any(sys.argv[2:]):
         TlsTest.size = 4 << 20
     unittest.main(argv=sys.argv[:1])

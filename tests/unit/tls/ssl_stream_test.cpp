@@ -159,6 +159,7 @@ TEST(SslStream, ReleasesTheSocketLast) {
 
 /// Queues three errors, the oldest first.
 void leaveThreeErrors() {
+    OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr);  // their texts
     ERR_clear_error();
     ERR_raise(ERR_LIB_SSL, SSL_R_UNKNOWN_PROTOCOL);
     ERR_raise(ERR_LIB_SSL, SSL_R_BAD_LENGTH);
