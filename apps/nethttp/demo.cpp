@@ -240,7 +240,7 @@ std::string indented(std::string_view text) {
 
 /// Shows one step; counts it when it kept its promise.
 bool show(const DemoWorld& world, std::size_t number, const Step& step, std::size_t& kept) {
-    if (!writeToStandardOutput("\n" + std::to_string(number) + ". " + step.title +
+    if (!writeToStandardOutput(std::string("\n") + std::to_string(number) + ". " + step.title +
                                "\n   program:  " + step.program + "\n   C++:      " + step.code +
                                '\n')) {
         return false;
@@ -274,8 +274,8 @@ ExitStatus runDemo() {
         }
     }
     const bool written =
-        writeToStandardOutput("\n" + std::to_string(kept) + " of " + std::to_string(number) +
-                              " steps did what they say.\n");
+        writeToStandardOutput(std::string("\n") + std::to_string(kept) + " of " +
+                              std::to_string(number) + " steps did what they say.\n");
     return written && kept == number ? Done : Failed;
 }
 
