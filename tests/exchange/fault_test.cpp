@@ -21,8 +21,10 @@ void onNewThread(const std::function<void()>& code) {
 
 TEST(Pieces, HeadMayBeCutAnywhere) {
     for (const std::string& end : {std::string("\r\n"), std::string("\r"), std::string("\n")}) {
-        std::string answer =
-            "HTTP/1.1 200 O K" + end + "Content-Length: 5" + end + "A : b " + end + end + "abcde";
+        std::string answer = "HTTP/1.1 200 O K";
+        for (const char* const line : {"Content-Length: 5", "A : b ", "", "abcde"}) {
+            answer.append(end).append(line);
+        }
         for (std::size_t cut = 1; cut < answer.size(); ++cut) {
             for (const std::size_t second : {std::size_t{1}, SIZE_MAX}) {
                 SCOPED_TRACE(cut);

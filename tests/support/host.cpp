@@ -34,14 +34,14 @@ void require(bool good, const char* what) {
 }  // namespace
 
 // Under a sanitizer an allocation that is too large answers null, as it does without one.
-// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizers' own names
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the sanitizers' own names
 extern "C" const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }
 extern "C" const char* __tsan_default_options() {
     return "allocator_may_return_null=1";
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 OwnedDescriptor::~OwnedDescriptor() {
     if (number_ >= 0) {

@@ -113,6 +113,7 @@ extern "C" void* mmap(void* address, std::size_t size, int protection, int flags
         HostFaults::failure(Call::Mmap);
         return MAP_FAILED;
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): what the kernel answers
     return reinterpret_cast<void*>(
         syscall(SYS_mmap, address, size, protection, flags, descriptor, offset));
 }
@@ -127,6 +128,7 @@ extern "C" void* mremap(void* address, std::size_t size, std::size_t newSize, in
     va_start(arguments, flags);
     void* const fixed = (flags & MREMAP_FIXED) != 0 ? va_arg(arguments, void*) : nullptr;
     va_end(arguments);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): what the kernel answers
     return reinterpret_cast<void*>(syscall(SYS_mremap, address, size, newSize, flags, fixed));
 }
 

@@ -67,7 +67,7 @@ TEST(LogLine, EscapesWhatCouldForgeALineOrSteerATerminal) {
 TEST(LogStream, BuildsOneRecordInSeveralStatements) {
     const LogCapture log;
     const auto begin = [] {
-        const Ref<SysLogStream> printer = SysLogStream::stdOutPrinter();
+        Ref<SysLogStream> printer = SysLogStream::stdOutPrinter();
         printer->setLevel(3).setChannel(SysLogFilter::id(testChannel()));
         return printer;
     };

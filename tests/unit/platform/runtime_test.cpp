@@ -24,7 +24,8 @@ class Other : public virtual RefCount {};
 class Counted final : public Object, public virtual Base {
 public:
     explicit Counted(int& alive) noexcept : alive_(&alive) { ++*alive_; }
-    Counted(const Counted& other) noexcept : RefCount(), Base(), Object(), alive_(other.alive_) {
+    Counted(const Counted& other) noexcept
+        : RefCount(other), Base(other), Object(other), alive_(other.alive_) {
         ++*alive_;
     }
     Counted& operator=(const Counted&) = default;
@@ -69,6 +70,7 @@ OnceFlag onceFlag;
 TEST(InitCode, RunsOnceAndHoldsConcurrentCallers) {
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&ready] {
             ++ready;

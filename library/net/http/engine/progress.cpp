@@ -6,7 +6,9 @@ namespace Libraries::Networks::HTTP::Client {
 
 void reportProgress(const Ref<ProgressCallback>& callback, std::uint64_t done,
                     std::uint64_t total) {
-    const Ref<ProgressCallback> held = callback;  // it may be taken out of the request meanwhile
+    // It may be taken out of the request meanwhile.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): holds the callback
+    const Ref<ProgressCallback> held = callback;
     if (held) {
         held->progress(done >= total ? 1.0
                                      : static_cast<double>(done) / static_cast<double>(total));
