@@ -1,13 +1,12 @@
-#include <cstdio>
+#include <iostream>
 
 #include <net/http/http.hpp>
 
 int main(int, char** arguments) {
     using Libraries::Networks::HTTP::Client::Request;
-    const auto response = Request::create({})->setUrl(String::create(arguments[1]))->perform(0);
+    const auto response = Request::create()->setUrl(arguments[1])->perform();
     if (!response) {
         return 1;  // the log on standard error tells why, Error::get() what
     }
-    std::printf("%lu\n", response->statusCode());
-    std::fwrite(response->bodyData(), 1, response->bodySize(), stdout);
+    std::cout << response->statusCode() << '\n' << response->body();
 }

@@ -57,6 +57,10 @@ public:
     SysLogStream& text(std::string_view text);
     /// A null reference shows as "(null)".
     SysLogStream& text(const Ref<String>& text);
+    template <TextLike Text>
+    SysLogStream& text(const Text& octets) {
+        return text(viewOf(octets));
+    }
     SysLogStream& boolean(bool value);
     SysLogStream& number(std::uint64_t value);
     SysLogStream& number(std::int64_t value);

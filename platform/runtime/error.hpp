@@ -25,6 +25,8 @@ public:
     [[nodiscard]] static std::uint32_t get() noexcept;
     /// Answers a new text for a person, such as "Connection refused"; it never fails.
     static Ref<String> describe(std::uint32_t code);
+    /// Answers the text of the calling thread's code.
+    static Ref<String> describe() { return describe(get()); }
     /// Answers the name of a code as programs spell it, such as "ErrTransfer"; null for a code
     /// without one.
     static const char* name(std::uint32_t code) noexcept;

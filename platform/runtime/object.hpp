@@ -4,6 +4,8 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "platform/runtime/export.hpp"
@@ -57,7 +59,33 @@ public:
 template <class Derived, class Base>
 concept ViewOf = std::convertible_to<Derived*, Base*>;
 
+class String;
+template <class T>
+class Ref;
+
+/// A text as C++ programs have them: a literal, a pointer to characters, `std::string`,
+/// `std::string_view`, or a path, whose `native` answers one.
+template <class T>
+concept TextLike = !std::same_as<T, std::nullptr_t> && !std::same_as<T, Ref<String>> &&
+                   (std::convertible_to<const T&, std::string_view> || requires(const T& path) {
+                       { path.native() } -> std::convertible_to<std::string_view>;
+                   });
+
+/// Answers the octets of a text; a null pointer has none.
+template <TextLike Text>
+std::string_view viewOf(const Text& text) noexcept {
+    if constexpr (std::is_pointer_v<Text>) {
+        return text != nullptr ? std::string_view(text) : std::string_view();
+    } else if constexpr (std::convertible_to<const Text&, std::string_view>) {
+        return text;
+    } else {
+        return text.native();
+    }
+}
+
 /// A counted reference to an object, or null. Moving it leaves the count untouched.
+///
+/// A reference to a `String` is made of any text, and read as one, without further ado.
 ///
 /// @threads Distinct references may be used on distinct threads; one reference by one thread at a
 ///          time.
@@ -83,6 +111,19 @@ public:
     template <ViewOf<T> U>
     // NOLINTNEXTLINE(google-explicit-constructor): towards a base
     Ref(Ref<U>&& other) noexcept : object_(other.detach()) {}
+
+    /// Makes a string of a text, which is copied; a null pointer gives null.
+    template <TextLike Text>
+    requires std::same_as<T, String>
+    // NOLINTNEXTLINE(google-explicit-constructor): a text is what a string is made of
+    Ref(const Text& text) {
+        if constexpr (std::is_pointer_v<Text>) {
+            if (text == nullptr) {
+                return;
+            }
+        }
+        *this = T::create(viewOf(text));
+    }
 
     ~Ref() {
         if (object_ != nullptr) {
@@ -116,6 +157,11 @@ public:
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }
     explicit operator bool() const noexcept { return object_ != nullptr; }
+    /// Answers the octets of a string, valid as long as the string; null has none.
+    // NOLINTNEXTLINE(google-explicit-constructor): a string is a text
+    operator std::string_view() const noexcept requires std::same_as<T, String> {
+        return object_ != nullptr ? object_->view() : std::string_view();
+    }
 
     /// Answers the pointer and leaves null here; the caller owns the reference from then on.
     [[nodiscard]] T* detach() noexcept { return std::exchange(object_, nullptr); }
@@ -128,6 +174,12 @@ public:
     }
     friend bool operator==(const Ref& left, std::nullptr_t) noexcept {
         return left.object_ == nullptr;
+    }
+    /// A string equals a text of the same octets; null equals none.
+    template <TextLike Text>
+    requires std::same_as<T, String>
+    friend bool operator==(const Ref& left, const Text& right) noexcept {
+        return left && left->view() == viewOf(right);
     }
 
 private:

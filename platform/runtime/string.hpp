@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstddef>
 #include <initializer_list>
+#include <iosfwd>
 #include <string_view>
 
 #include "platform/runtime/export.hpp"
@@ -24,6 +25,11 @@ public:
     static Ref<String> create(const char* text, std::size_t start = 0, std::size_t length = npos);
     /// Copies the octets of a view.
     static Ref<String> create(std::string_view octets);
+    /// Copies a text such as a `std::string`.
+    template <TextLike Text>
+    static Ref<String> create(const Text& text) {
+        return create(viewOf(text));
+    }
     /// Copies another string; null gives null.
     static Ref<String> create(const Ref<String>& other);
     /// Encodes code points as UTF-8, in its generalised form (RFC 2279 and above) where RFC 3629
@@ -88,3 +94,10 @@ struct StringLess {
         return *left < *right;
     }
 };
+
+/// Writes the octets of a string; null shows as "(null)".
+template <class Traits>
+std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out,
+                                             const Ref<String>& text) {
+    return out << (text ? text->view() : std::string_view("(null)"));
+}

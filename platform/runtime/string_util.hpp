@@ -31,6 +31,10 @@ public:
     /// Removes blank, tab, CR, LF, VT and FF at both ends.
     static std::string_view trim(std::string_view text) noexcept;
     static Ref<String> trim(const Ref<String>& text);
+    template <TextLike Text>
+    static std::string_view trim(const Text& text) noexcept {
+        return trim(viewOf(text));
+    }
 };
 
 /// Converts between numbers and their decimal texts.
@@ -42,6 +46,10 @@ public:
     /// @param value  Takes the number; unchanged on failure.
     [[nodiscard]] static bool num(std::string_view text, std::uint64_t& value) noexcept;
     [[nodiscard]] static bool num(const Ref<String>& text, std::uint64_t& value) noexcept;
+    template <TextLike Text>
+    [[nodiscard]] static bool num(const Text& text, std::uint64_t& value) noexcept {
+        return num(viewOf(text), value);
+    }
 };
 
 /// Builds a text piece by piece. `hexadecimal` and `padded` hold for the next number alone.
@@ -56,6 +64,10 @@ public:
     StringPrinter& text(std::string_view octets);
     /// Appends a string; a null reference shows as "(null)".
     StringPrinter& text(const Ref<String>& string);
+    template <TextLike Text>
+    StringPrinter& text(const Text& octets) {
+        return text(viewOf(octets));
+    }
     StringPrinter& number(std::uint64_t value);
     StringPrinter& number(std::int64_t value);
     /// The next number is written in lower-case hexadecimal digits.

@@ -127,6 +127,11 @@ public:
     static Ref<Interfaces::Stripe> create(std::string_view bytes);
     /// Shares the bytes of a string; null gives null.
     static Ref<Interfaces::Stripe> create(const Ref<String>& bytes);
+    /// Copies the bytes of a text such as a `std::string`.
+    template <TextLike Text>
+    static Ref<Interfaces::Stripe> create(const Text& bytes) {
+        return create(viewOf(bytes));
+    }
     /// Borrows the bytes: they must stay as long as the stream.
     static Ref<Interfaces::Stripe> borrow(const void* bytes, std::size_t size);
 };

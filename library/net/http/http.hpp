@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <map>
 #include <string_view>
@@ -38,11 +39,13 @@ struct HeaderNameLess {
         }
         return String::compareLowered(left->view(), right->view()) < 0;
     }
-    bool operator()(const Ref<String>& left, std::string_view right) const noexcept {
-        return !left || String::compareLowered(left->view(), right) < 0;
+    template <TextLike Text>
+    bool operator()(const Ref<String>& left, const Text& right) const noexcept {
+        return !left || String::compareLowered(left->view(), viewOf(right)) < 0;
     }
-    bool operator()(std::string_view left, const Ref<String>& right) const noexcept {
-        return right && String::compareLowered(left, right->view()) < 0;
+    template <TextLike Text>
+    bool operator()(const Text& left, const Ref<String>& right) const noexcept {
+        return right && String::compareLowered(viewOf(left), right->view()) < 0;
     }
 };
 
@@ -80,6 +83,30 @@ public:
     virtual void invoke(Values& result, std::uint64_t argument, const Values& arguments) = 0;
 };
 
+/// Tells a function what a progress callback is told.
+template <std::invocable<double> Function>
+class ProgressFunction final : public Object, public ProgressCallback {
+public:
+    explicit ProgressFunction(Function tell) : tell_(std::move(tell)) {}
+    void progress(double fraction) noexcept override { (void)tell_(fraction); }
+
+private:
+    Function tell_;
+};
+
+/// Answers a cancel query by a function.
+template <std::predicate Function>
+class CancelFunction final : public Object, public CancelQuery {
+public:
+    explicit CancelFunction(Function query) : query_(std::move(query)) {}
+    void invoke(Values& result, std::uint64_t, const Values&) noexcept override {
+        result.push_back({Value::Boolean, query_() ? 1U : 0U});
+    }
+
+private:
+    Function query_;
+};
+
 /// What a server answered; immutable.
 ///
 /// The order of the operations is binary interface.
@@ -115,6 +142,19 @@ public:
     /// Answers the URL that answered. With `Request::Flag::NoRedirect` and a redirect: its target.
     /// Null when the first response of the exchange had a status from 300 to 399 and no Location.
     [[nodiscard]] virtual Ref<String> url() const = 0;
+
+    /// Answers the value of a header field by its name, in any letter case; null when there is
+    /// none.
+    [[nodiscard]] Ref<String> headerField(std::string_view name) const {
+        const auto found = headerFields().find(name);
+        return found != headerFields().end() ? found->second : nullptr;
+    }
+    /// Answers the body that the response keeps, valid as long as the response; empty when it went
+    /// to the caller's stream.
+    [[nodiscard]] std::string_view body() const noexcept {
+        const auto* const data = static_cast<const char*>(bodyData());
+        return data != nullptr ? std::string_view(data, bodySize()) : std::string_view();
+    }
 
     // Last, so that it takes no place among the operations above.
     ~Response() override = default;
@@ -176,6 +216,8 @@ public:
 
     /// Answers a new request with every setting empty, or what the enumerations call 0.
     static Ref<Request> create(Definitions::Set<Flag> flags);
+    /// As above, without flags.
+    static Ref<Request> create() { return create({}); }
 
     /// Splits a URL into its parts, textually: "protocol://host:port/path", the path with query and
     /// fragment. No character is checked and nothing is decoded.
@@ -282,9 +324,35 @@ public:
     virtual Ref<Response> perform(Ref<Interfaces::Stream> output, unsigned int reserved) = 0;
     /// As above with a null output stream: the response keeps the body.
     virtual Ref<Response> perform(unsigned int reserved) = 0;
+    /// As above; the response keeps the body unless a stream is given.
+    Ref<Response> perform(Ref<Interfaces::Stream> output = nullptr) {
+        return perform(std::move(output), 0);
+    }
     /// Answers the endpoint that the last connection of the last exchange dialled, such as
     /// "192.0.2.7:80" or "[2001:db8:0:0:0:0:0:1]:80"; null when there was none.
     [[nodiscard]] virtual Ref<String> peerAddress() const = 0;
+
+    /// Has a function told the fraction of the download that is done, from 0.0 to 1.0.
+    ///
+    /// @param tell  Is copied; called on the thread that performs. An exception ends the program.
+    template <std::invocable<double> Function>
+    Ref<Request> onDownloadProgress(Function tell) {
+        return setDownloadProgressCallback(Ref<ProgressFunction<Function>>::make(std::move(tell)));
+    }
+    /// Has a function told the fraction of the upload that is done, as above.
+    template <std::invocable<double> Function>
+    Ref<Request> onUploadProgress(Function tell) {
+        return setUploadProgressCallback(Ref<ProgressFunction<Function>>::make(std::move(tell)));
+    }
+    /// Has a function asked, after every piece of a body, whether to stop: true stops the exchange
+    /// with `ErrCancelled`. Sets query and argument.
+    ///
+    /// @param query  Is copied; called on the thread that performs. An exception ends the program.
+    template <std::predicate Function>
+    Ref<Request> cancelWhen(Function query) {
+        return setCancelArgument(1)->setCancelQuery(
+            Ref<CancelFunction<Function>>::make(std::move(query)));
+    }
 
     // Last, so that it takes no place among the operations above.
     ~Request() override = default;

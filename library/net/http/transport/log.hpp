@@ -60,6 +60,10 @@ public:
 
     LogRecord& operator<<(std::string_view text);
     LogRecord& operator<<(const Ref<String>& text);
+    template <TextLike Text>
+    LogRecord& operator<<(const Text& text) {
+        return *this << viewOf(text);
+    }
     /// Of bools alone: a pointer would convert to one.
     template <std::same_as<bool> Bool>
     LogRecord& operator<<(Bool value) {
