@@ -35,7 +35,7 @@ const char* const helpExamples =
     "  nethttp -v URL                           watch the exchange\n"
     "\n"
     "Exit status: 0 a response was received; 1 an exchange failed, or a file could\n"
-    "not be read or written; 2 the options are wrong; 22 see --fail.";
+    "not be read or written; 2 the options are wrong; 22 see --fail; 130 Ctrl-C.";
 
 HelpLayout::HelpLayout() {
     column_width(textColumn);

@@ -1,5 +1,5 @@
-// The program's own dealings with the operating system; the demonstration's server has its sockets
-// besides.
+// The program's own dealings with the operating system, as far as they are nothing more: partial
+// files, signals and the demonstration's server have files of their own.
 
 #include "host.hpp"
 
@@ -48,6 +48,11 @@ bool isTerminal(const std::string& path) {
     const bool terminal = isTerminal(descriptor);
     (void)::close(descriptor);
     return terminal;
+}
+
+bool isRegularFile(const std::string& path) {
+    struct stat facts {};
+    return ::stat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
 std::string makeTemporaryFolder() {

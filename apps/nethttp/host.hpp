@@ -19,6 +19,9 @@ bool standardOutputIsOpen();
 bool isTerminal(int descriptor);
 bool isTerminal(const std::string& path);
 
+/// Tells whether a path, followed through links, is a regular file.
+bool isRegularFile(const std::string& path);
+
 /// Makes a folder for this run that only this user can enter.
 ///
 /// @return Its path, empty with `errno` set on failure.

@@ -14,7 +14,16 @@ namespace cli {
 using Libraries::Networks::HTTP::Client::Request;
 
 /// How the program ends. Scripts depend on the numbers.
-enum ExitStatus : int { Done = 0, Failed = 1, WrongOptions = 2, BadResponse = 22 };
+///
+/// A signal that ended the program before everything was done adds its number to `StatusOfSignal`, as
+/// shells have it: 130 for Ctrl-C.
+enum ExitStatus : int {
+    Done = 0,
+    Failed = 1,
+    WrongOptions = 2,
+    BadResponse = 22,
+    StatusOfSignal = 128
+};
 
 /// What the program is asked to do.
 enum class Command { Exchange, Split, Encode, Decode, Status, UserAgent, Probe, Demo };

@@ -1,4 +1,4 @@
-// The progress bar. It knows nothing of requests: fractions come in, a line comes out.
+// The progress bar. It knows nothing of requests: fractions and sizes come in, a line comes out.
 
 #include "progress_bar.hpp"
 
@@ -15,35 +15,62 @@ namespace {
 
 constexpr std::chrono::milliseconds drawingInterval(100);
 constexpr std::size_t widestLine = 79;  // one less than a terminal: a full line would wrap
-constexpr std::size_t narrowestBar = 4;
+constexpr std::size_t narrowestBar = 6;
 
 void writeToStandardError(std::string_view text) {
     // A bar that cannot be seen is no failure of the exchange.
     (void)std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-std::string amountText(std::uint64_t bytes) {
+std::string amountText(double bytes) {
     constexpr std::array<const char*, 5> units = {"bytes", "KiB", "MiB", "GiB", "TiB"};
-    auto amount = static_cast<double>(bytes);
     std::size_t unit = 0;
-    for (; amount >= 1024 && unit + 1 < units.size(); ++unit) {
-        amount /= 1024;
+    for (; bytes >= 1024 && unit + 1 < units.size(); ++unit) {
+        bytes /= 1024;
     }
     std::array<char, 32> text{};
-    (void)std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", amount,
+    (void)std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", bytes,
                         units[unit]);
     return text.data();
 }
 
+std::string durationText(std::chrono::seconds time) {
+    const auto all = static_cast<long>(time.count());
+    std::array<char, 32> text{};
+    if (all >= 3600) {
+        (void)std::snprintf(text.data(), text.size(), "%ld:%02ld:%02ld", all / 3600, all / 60 % 60,
+                            all % 60);
+    } else {
+        (void)std::snprintf(text.data(), text.size(), "%ld:%02ld", all / 60, all % 60);
+    }
+    return text.data();
+}
+
+std::string joined(const std::vector<std::string>& facts) {
+    std::string text;
+    for (const std::string& fact : facts) {
+        text += (text.empty() ? "" : "  ") + fact;
+    }
+    return text;
+}
+
 }  // namespace
 
-void ProgressBar::begin(std::string prefix) {
+void ProgressBar::begin(std::string prefix, std::uint64_t uploadSize) {
     prefix_ = std::move(prefix);
-    phase_ = Phase::Download;
+    uploadSize_ = uploadSize;
+    enter(Phase::Download);
+    begun_ = false;
+}
+
+void ProgressBar::enter(Phase phase) {
+    phase_ = phase;
     fraction_ = 0;
     receivedBytes_ = 0;
     writesWithoutFraction_ = 0;
-    begun_ = false;
+    if (shown_) {
+        pace_.begin(Clock::now());
+    }
 }
 
 void ProgressBar::update(Phase phase, double fraction) {
@@ -51,13 +78,18 @@ void ProgressBar::update(Phase phase, double fraction) {
     if (!shown_ || (fraction <= 0 && phase != phase_)) {
         return;
     }
-    phase_ = phase;
+    const std::uint64_t arrived = receivedBytes_;  // before the fraction that tells of them
+    if (phase_ == Phase::Upload && phase != phase_ && fraction >= 1 && arrived == 0) {
+        return;  // an answer without a body: the upload is what there was to see
+    }
+    if (phase != phase_ || fraction < fraction_) {
+        enter(phase);
+        receivedBytes_ = phase == Phase::Download ? arrived : 0;
+    }
     fraction_ = std::clamp(fraction, 0.0, 1.0);
     writesWithoutFraction_ = 0;
     begun_ = begun_ || fraction_ > 0;
-    if (begun_ && !isTooEarly()) {
-        draw();
-    }
+    drawSometimes();
 }
 
 void ProgressBar::received(std::uint64_t bytes) {
@@ -65,19 +97,22 @@ void ProgressBar::received(std::uint64_t bytes) {
         return;
     }
     receivedBytes_ += bytes;
-    // A fraction follows every write unless the total is unknown.
-    if (++writesWithoutFraction_ > 1) {
-        phase_ = Phase::Download;
-        begun_ = true;
-        if (!isTooEarly()) {
-            draw();
+    ++writesWithoutFraction_;
+    if (!totalIsKnown()) {
+        if (phase_ != Phase::Download) {
+            const std::uint64_t arrived = receivedBytes_;
+            enter(Phase::Download);
+            receivedBytes_ = arrived;
+            writesWithoutFraction_ = 2;
         }
+        begun_ = true;
+        drawSometimes();
     }
 }
 
 void ProgressBar::finish() {
     if (begun_) {
-        draw();
+        draw(Moment::End);
         writeToStandardError("\n");
     }
     drawn_.clear();
@@ -91,30 +126,64 @@ void ProgressBar::clear() {
     }
 }
 
-bool ProgressBar::isTooEarly() const {
-    return std::chrono::steady_clock::now() - lastDrawn_ < drawingInterval;
+void ProgressBar::drawSometimes() {
+    if (begun_ && Clock::now() - lastDrawn_ >= drawingInterval) {
+        draw(Moment::UnderWay);
+    }
 }
 
-std::string ProgressBar::line() const {
+std::uint64_t ProgressBar::bytes() const {
+    return phase_ == Phase::Download
+               ? receivedBytes_
+               : static_cast<std::uint64_t>(fraction_ * static_cast<double>(uploadSize_));
+}
+
+std::vector<std::string> ProgressBar::facts(Moment moment) const {
+    std::vector<std::string> facts;
+    if (totalIsKnown()) {
+        std::array<char, 8> percent{};
+        (void)std::snprintf(percent.data(), percent.size(), "%3d%%",
+                            static_cast<int>(fraction_ * 100));
+        facts.emplace_back(percent.data());
+    }
+    if (!totalIsKnown() || (moment == Moment::End && bytes() != 0)) {
+        facts.push_back(amountText(static_cast<double>(bytes())));
+    }
+    if (const auto rate = moment == Moment::End ? pace_.meanRate() : pace_.recentRate()) {
+        facts.push_back(amountText(*rate) + "/s");
+    }
+    if (moment == Moment::End) {
+        facts.push_back("in " +
+                        durationText(std::chrono::round<std::chrono::seconds>(pace_.elapsed())));
+    } else if (const auto left = pace_.timeLeft()) {
+        facts.push_back(durationText(*left));
+    }
+    return facts;
+}
+
+std::string ProgressBar::line(Moment moment) const {
     const std::size_t width = std::min<std::size_t>(host::columns() - 1, widestLine);
-    std::string text = prefix_ + (phase_ == Phase::Upload ? "Upload   " : "Download ");
-    if (writesWithoutFraction_ > 1) {
-        return (text + amountText(receivedBytes_)).substr(0, width);
+    const std::string title = prefix_ + (phase_ == Phase::Upload ? "Upload " : "Download ");
+    // On a narrow terminal the bar goes first, then the time, then the rate.
+    std::vector<std::string> told = facts(moment);
+    std::string tail = joined(told);
+    while (told.size() > 1 && title.size() + tail.size() > width) {
+        told.pop_back();
+        tail = joined(told);
     }
-    std::array<char, 8> percent{};
-    (void)std::snprintf(percent.data(), percent.size(), "%3d%%", static_cast<int>(fraction_ * 100));
-    const std::size_t taken = text.size() + std::string_view("[] 100%").size();
-    if (taken + narrowestBar <= width) {
-        const std::size_t room = width - taken;
-        const auto done = static_cast<std::size_t>(fraction_ * static_cast<double>(room));
-        text += '[' + std::string(done, '=') + std::string(room - done, ' ') + "] ";
+    const std::size_t taken = title.size() + std::string_view("[] ").size() + tail.size();
+    if (!totalIsKnown() || taken + narrowestBar > width) {
+        return (title + tail).substr(0, width);
     }
-    return (text + percent.data()).substr(0, width);
+    const std::size_t room = width - taken;
+    const auto done = static_cast<std::size_t>(fraction_ * static_cast<double>(room));
+    return title + '[' + std::string(done, '=') + std::string(room - done, ' ') + "] " + tail;
 }
 
-void ProgressBar::draw() {
-    lastDrawn_ = std::chrono::steady_clock::now();
-    std::string text = line();
+void ProgressBar::draw(Moment moment) {
+    lastDrawn_ = Clock::now();
+    pace_.add(lastDrawn_, fraction_, bytes());
+    std::string text = line(moment);
     const std::size_t leftOver = drawn_.size() - std::min(drawn_.size(), text.size());
     writeToStandardError('\r' + text + std::string(leftOver, ' '));
     drawn_ = std::move(text);

@@ -12,8 +12,6 @@ namespace cli {
 
 namespace {
 
-constexpr std::uint32_t failureLevel = 4;
-
 /// A sink is a plain function and has no other way to know.
 RecordWatch*& watching() {
     static RecordWatch* watch = nullptr;
@@ -37,18 +35,13 @@ RecordWatch::~RecordWatch() {
 }
 
 void RecordWatch::take(std::uint32_t level, const char* channel, std::string_view text) {
-    watching()->note(level, channel, text);
-    if (level >= watching()->wantedLevel_) {
-        watching()->makeWay_();
-        SysLogStream::writeLine(level, channel, text);
+    RecordWatch& watch = *watching();
+    if (level == failureLevel) {
+        watch.records_.add(text);
     }
-}
-
-void RecordWatch::note(std::uint32_t level, std::string_view channel, std::string_view text) {
-    if (level == failureLevel && channel == "HTTP Utils" &&
-        (text.starts_with("Certificate error: ") ||
-         text.starts_with("Certificate verification failed for "))) {
-        certificateRefused_ = true;
+    if (watch.shows(level)) {
+        watch.makeWay_();
+        SysLogStream::writeLine(level, channel, text);
     }
 }
 

@@ -31,7 +31,7 @@ void addResponse(nlohmann::ordered_json& entry, const Response& response) {
 nlohmann::ordered_json entryOf(const ExchangeResult& result) {
     nlohmann::ordered_json entry;
     entry["ok"] = static_cast<bool>(result.response);
-    entry["error"] = result.error;
+    entry["error"] = result.response ? 0 : result.error;
     entry["errorName"] = "";
     if (result.response) {
         addResponse(entry, *result.response);

@@ -15,6 +15,7 @@ namespace cli {
 struct ExchangeResult {
     /// Null when the exchange failed.
     Ref<Libraries::Networks::HTTP::Client::Response> response;
+    /// The thread's code after it; a success may leave one, too.
     std::uint32_t error = 0;
     Ref<String> peerAddress;
     std::vector<double> uploadProgress;

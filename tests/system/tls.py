@@ -11,9 +11,11 @@ import pathlib
 import random
 import shutil
 import socket
+import ssl
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 
@@ -73,6 +75,33 @@ class TlsTest(unittest.TestCase):
         sent = self.nethttp("-X", "PUT", "-T", self.server.www / "large", self.url + "/stored/copy")
         self.assertEqual(sent.returncode, 0, sent.stderr)
         self.assertEqual((self.server.www / "stored/copy").read_bytes(), self.large)
+
+    def test_end_that_anybody_may_have_made(self):
+        """A body without a length: only TLS itself can tell that all of it came."""
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.folder / "good.pem", self.folder / "key.pem")
+        context.num_tickets = 0
+        for orderly in (True, False):
+            with socket.create_server(("127.0.0.1", 0)) as listener:
+                thread = threading.Thread(target=self.send_without_length,
+                                          args=(context, listener, orderly))
+                thread.start()
+                got = self.nethttp(f"https://localhost:{listener.getsockname()[1]}/")
+                thread.join()
+            self.assertEqual((got.returncode, got.stdout), (0, "part"))
+            self.assertEqual("nethttp: the body may be incomplete: " in got.stderr, not orderly)
+
+    @staticmethod
+    def send_without_length(context, listener, orderly):
+        connection = context.wrap_socket(listener.accept()[0], server_side=True)
+        connection.recv(4096)
+        connection.sendall(b"HTTP/1.1 200 OK\r\n\r\npart")
+        if orderly:
+            try:
+                connection.unwrap()
+            except OSError:  # the client answers with the end of the connection alone
+                pass
+        connection.close()
 
     def test_redirect(self):
         report = self.folder / "report.json"

@@ -1,0 +1,233 @@
+#!/usr/bin/env python3
+"""The command line on a terminal: the progress bar at several widths, and Ctrl-C.
+
+    terminal.py NETHTTP
+"""
+
+import fcntl
+import os
+import pathlib
+import pty
+import re
+import select
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+import threading
+import time
+import unittest
+
+SIZE = 24 << 20
+HEAD = b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n"
+
+
+class Server:
+    """Answers one connection with a function, on a thread of its own."""
+
+    def __init__(self, answer):
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/file"
+        self.thread = threading.Thread(target=self.serve, args=(answer,))
+
+    def serve(self, answer):
+        connection, _ = self.listener.accept()
+        with connection:
+            try:
+                answer(connection)
+            except OSError:  # the client is gone, as some tests want it
+                pass
+
+    def __enter__(self):
+        self.thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self.thread.join()
+        self.listener.close()
+
+
+def read_head(connection):
+    data = b""
+    while b"\r\n\r\n" not in data:
+        data += connection.recv(65536)
+    return data
+
+
+def read_upload(connection):
+    rest = SIZE - len(read_head(connection).partition(b"\r\n\r\n")[2])
+    while rest > 0:
+        rest -= len(connection.recv(min(rest, 1 << 20)))
+        time.sleep(0.02)  # slow enough to be seen, and nothing depends on it
+    connection.sendall(HEAD % 0)
+
+
+def send_slowly(connection, head=HEAD % SIZE):
+    read_head(connection)
+    connection.sendall(head)
+    for _ in range(24):
+        connection.sendall(bytes(SIZE // 24))
+        time.sleep(0.02)
+
+
+class Terminal:
+    """A program on a terminal of its own, of which it knows the width."""
+
+    def __init__(self, command, columns):
+        self.master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        self.process = subprocess.Popen([str(word) for word in command], stdin=slave, stdout=slave,
+                                        stderr=slave, start_new_session=True,
+                                        preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        os.close(slave)
+        self.output = ""
+
+    def read(self, until=None):
+        """Reads until a text has been shown, or to the end; answers everything so far."""
+        deadline = time.monotonic() + 60
+        while until is None or until not in self.output:
+            if not select.select([self.master], [], [], max(0, deadline - time.monotonic()))[0]:
+                raise TimeoutError(self.output)
+            try:
+                piece = os.read(self.master, 65536)
+            except OSError:  # nobody has it open any more
+                piece = b""
+            if not piece:
+                break
+            self.output += piece.decode()
+        return self.output
+
+    def press(self, key):
+        os.write(self.master, key)
+
+    def end(self):
+        self.read()
+        os.close(self.master)
+        return self.process.wait(60)
+
+
+class TerminalTest(unittest.TestCase):
+    program = ""
+
+    def setUp(self):
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.file = self.folder / "file"
+
+    def shown(self, columns, answer, *arguments):
+        """Answers the states of the line that was drawn over itself, and what stands at last."""
+        with Server(answer) as server:
+            terminal = Terminal([self.program, *arguments, server.url], columns)
+            self.assertEqual(terminal.end(), 0, terminal.output)
+        states = terminal.output.replace("\r\n", "\n").split("\r")
+        self.assertEqual(states.pop(0), "", terminal.output)
+        self.assertEqual([text for text in states if len(text.rstrip("\n")) >= columns], [])
+        self.assertEqual(terminal.output.count("\n"), 1, terminal.output)
+        return states
+
+    def test_download(self):
+        rate, time_left = r"[0-9.]+ [KMG]iB/s", r"[0-9]+:[0-9]{2}"
+        bar = r"(\[=* *\] )?"
+        for columns, under_way, end in (
+                (80, rf"Download \[=* +\] +[0-9]+%  {rate}  {time_left} *",
+                 rf"Download \[=+\] 100%  24\.0 MiB  {rate}  in {time_left}\n"),
+                (40, rf"Download {bar} *[0-9]+%  {rate}  {time_left} *",
+                 rf"Download 100%  24\.0 MiB  {rate} *\n"),
+                (20, r"Download +[0-9]+% *", r"Download 100% *\n")):
+            with self.subTest(columns=columns):
+                states = self.shown(columns, send_slowly, "-o", self.file)
+                self.assertGreater(len(states), 3)
+                for state in states[1:-1]:  # the first knows no rate yet
+                    self.assertRegex(state, rf"\A{under_way}\Z")
+                self.assertRegex(states[-1], rf"\A{end}\Z")
+                self.assertEqual(self.file.stat().st_size, SIZE)
+
+    def test_download_of_unknown_length(self):
+        def answer(connection):
+            send_slowly(connection, b"HTTP/1.1 200 OK\r\n\r\n")
+
+        states = self.shown(40, answer, "-o", self.file)
+        self.assertRegex(states[-2], r"\ADownload [0-9.]+ MiB  [0-9.]+ MiB/s *\Z")
+        self.assertRegex(states[-1], r"\ADownload 100%  24\.0 MiB  [0-9.]+ MiB/s *\n\Z")
+
+    def test_upload(self):
+        self.file.write_bytes(bytes(SIZE))
+        states = self.shown(80, read_upload, "-o", "/dev/null", "-T", self.file)
+        self.assertRegex(states[-1], r"\AUpload \[=+\] 100%  24\.0 MiB  .* in 0:[0-9]{2} *\n\Z")
+
+    def test_pipe_and_terminal_that_takes_the_body_show_no_bar(self):
+        with Server(send_slowly) as server:
+            result = subprocess.run([self.program, "-o", self.file, server.url], check=False,
+                                    capture_output=True)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+
+        def answer(connection):
+            read_head(connection)
+            connection.sendall(HEAD % 4 + b"body")
+
+        with Server(answer) as server:
+            terminal = Terminal([self.program, server.url], 80)
+            self.assertEqual((terminal.end(), terminal.output), (0, "body"))
+
+    def test_control_c_while_data_arrives(self):
+        cancelled = threading.Event()
+
+        def answer(connection):
+            read_head(connection)
+            connection.sendall(HEAD % SIZE)
+            while not cancelled.wait(0.01):
+                connection.sendall(bytes(1000))
+
+        with Server(answer) as server:
+            terminal = Terminal([self.program, "-o", self.file, "--repeat", "2", server.url], 80)
+            terminal.read(until="Download ")
+            terminal.press(b"\x03")
+            status = terminal.end()
+            cancelled.set()
+        self.assertEqual(status, 130, terminal.output)
+        part = pathlib.Path(f"{self.file}.part")
+        self.assertRegex(terminal.output, rf"\r\nnethttp: ErrCancelled \(8442h\): {server.url}\r\n"
+                         rf"nethttp: {part}: holds the {part.stat().st_size} bytes that came\r\n\Z")
+        self.assertFalse(self.file.exists())
+
+    def test_signal_while_nothing_arrives(self):
+        """The program ends soon, and does not wait for its peer; what is ignored stays so."""
+        for name, ignored, body in ((signal.SIGINT, [], b"some"), (signal.SIGTERM, [], b""),
+                                    (signal.SIGTERM, [signal.SIGINT], b"")):
+            with self.subTest(name=name, ignored=ignored):
+                over = threading.Event()
+                sent = threading.Event()
+
+                def answer(connection, body=body, sent=sent, over=over):
+                    read_head(connection)
+                    connection.sendall(HEAD % SIZE + body)
+                    sent.set()
+                    over.wait(60)
+
+                with Server(answer) as server:
+                    process = subprocess.Popen(
+                        [self.program, "-o", self.file, server.url], stderr=subprocess.PIPE,
+                        text=True,
+                        preexec_fn=lambda ignored=ignored: [signal.signal(one, signal.SIG_IGN)
+                                                            for one in ignored])
+                    self.assertTrue(sent.wait(60))
+                    part = pathlib.Path(f"{self.file}.part")
+                    while body and not (part.exists() and part.stat().st_size):
+                        time.sleep(0.005)
+                    for one in [*ignored, name]:
+                        process.send_signal(one)
+                    _, errors = process.communicate(timeout=60)
+                    over.set()
+                self.assertEqual(process.returncode, 128 + name, errors)
+                named = f"nethttp: {part}: holds the {len(body)} bytes that came\n" if body else ""
+                self.assertEqual(errors, f"nethttp: interrupted: {server.url}\n{named}")
+                self.assertEqual(part.exists(), bool(body))
+                part.unlink(missing_ok=True)
+                self.assertFalse(self.file.exists())
+
+
+if __name__ == "__main__":
+    TerminalTest.program = sys.argv[1]
+    unittest.main(argv=sys.argv[:1], verbosity=2)
