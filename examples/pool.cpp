@@ -21,7 +21,7 @@ std::string fetch(const char* url) {
     const auto response = Request::create()->setUrl(url)->perform();
     return response ? std::to_string(response->statusCode()) + ", " +
                           std::to_string(response->bodySize()) + " bytes"
-                    : std::string(std::string_view(Error::describe()));
+                    : std::string(Error::describe()->view());
 }
 
 }  // namespace

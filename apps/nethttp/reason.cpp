@@ -81,7 +81,8 @@ std::string FailureRecords::reason(std::uint32_t code, std::string_view peer) co
     std::string why = certificate_.empty() ? tls_ : certificate_;
     const std::size_t mark = what.rfind(errorMark);
     if (mark != what.npos) {
-        const auto number = readNumber(std::string_view(what).substr(mark + errorMark.size()));
+        const std::string_view text = what;
+        const auto number = readNumber(text.substr(mark + errorMark.size()));
         if (why.empty() && number) {
             why = textOf(Error::describe(static_cast<std::uint32_t>(number->value)));
         }
