@@ -118,7 +118,7 @@ def install(build, prefix):
 
 
 def environment_of(prefix):
-    libraries = {path.parent for path in pathlib.Path(prefix).rglob("libnethttp*")}
+    libraries = {path.parent for path in pathlib.Path(prefix).rglob("libnethttp*.*")}
     if len(libraries) != 1:
         sys.exit(f"the libraries lie in {libraries}")
     folder = libraries.pop()
