@@ -66,6 +66,7 @@ def compile_types(include, output):
     library = output.with_suffix(".so")
     # The last option: a class whose table is elsewhere is described all the same.
     must([AbiTest.compiler, "-std=c++20", "-g", "-O0", "-femit-class-debug-always", "-fPIC", "-shared", "-fvisibility=hidden",
+          f"-Wl,--version-script={ROOT / 'cmake/exports.map'}",
           *(f"-I{folder}" for folder in include), BASELINES / "public_types.cpp", "-o", library])
     return dump(library, output)
 
@@ -109,6 +110,15 @@ class AbiTest(unittest.TestCase):
                 self.assertTrue(
                     re.search(rf"<class-decl name='{name}(&lt;[^']*)?' size-in-bits", known),
                     f"mention the class of {header} in tests/system/abi/public_types.cpp")
+
+    def test_dumps_describe_every_exported_function(self):
+        for name in LIBRARIES:
+            text = self.dumps[name].read_text()
+            exported = re.findall(r"<elf-symbol name='([^']*)' type='func-type'", text)
+            described = set(re.findall(r"elf-symbol-id='([^'@]*)'", text))
+            with self.subTest(name):
+                self.assertGreater(len(exported), 0)
+                self.assertEqual([symbol for symbol in exported if symbol not in described], [])
 
     def test_a_break_is_noticed(self):
         for number, (kind, header, old, new) in enumerate(BREAKS):

@@ -2,10 +2,10 @@
 """Builds applications against the library where it is not installed: along with its sources, shared
 and static, and from a build tree.
 
-    embedded.py WORK BUILD CXX DEFINITION [WHY-NOT]
+    embedded.py WORK BUILD CXX LAUNCHER FLAGS [WHY-NOT]
 
-What it builds stays in WORK, with all debug information, for the test `abi`. DEFINITION is one more
-for CMake, of the compiler's launcher. With WHY-NOT the test is skipped.
+What it builds stays in WORK, for the test `abi`. LAUNCHER and FLAGS are definitions for CMake, of
+what starts the compiler and of its flags. With WHY-NOT the test is skipped.
 """
 
 import pathlib
@@ -31,13 +31,13 @@ class EmbeddedTest(unittest.TestCase):
     work = pathlib.Path()
     build = ""
     compiler = ""
-    definition = ""
+    definitions = ()
 
     def embed(self, way, *definitions):
         folder = self.work / way
         consumers.configure_and_build(
             PROJECT, folder, f"EMBEDDING_WAY={way}", f"EMBEDDING_SOURCE={ROOT}",
-            f"CMAKE_CXX_COMPILER={self.compiler}", self.definition, "CMAKE_CXX_FLAGS=-g -O0", *definitions)
+            f"CMAKE_CXX_COMPILER={self.compiler}", *self.definitions, *definitions)
         self.assertEqual(must([folder / "consumer"]).stdout, consumers.EXPECTED)
         tests = must(["ctest", "--test-dir", folder, "-N"]).stdout
         self.assertIn("Total Tests: 0", tests)
@@ -79,11 +79,10 @@ class EmbeddedTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) not in (5, 6):
+    if len(sys.argv) not in (6, 7):
         sys.exit(__doc__)
-    skip_if(sys.argv[5:])
-    EmbeddedTest.definition = sys.argv.pop()
-    EmbeddedTest.compiler = sys.argv.pop()
-    EmbeddedTest.build = sys.argv.pop()
-    EmbeddedTest.work = pathlib.Path(sys.argv.pop())
-    unittest.main(verbosity=2)
+    skip_if(sys.argv[6:])
+    EmbeddedTest.work = pathlib.Path(sys.argv[1])
+    EmbeddedTest.build, EmbeddedTest.compiler = sys.argv[2:4]
+    EmbeddedTest.definitions = sys.argv[4:6]
+    unittest.main(argv=sys.argv[:1], verbosity=2)
