@@ -48,8 +48,7 @@ class DebianTest(unittest.TestCase):
         build, packages = cls.work / "build", cls.work / "packages"
         must(["cmake", "--preset", "package", "-B", build, f"-DCMAKE_CXX_COMPILER={cls.compiler}",
               "-D" + cls.definition], cwd=ROOT)
-        must(["cmake", "--build", build, "--parallel", "2"],
-             env={**os.environ, **consumers.CACHE})
+        consumers.build(build)
         shutil.rmtree(packages, ignore_errors=True)
         must(["cpack", "--config", build / "CPackConfig.cmake", "-B", packages])
         cls.packages = {path.name.split("_")[0]: path for path in packages.glob("*.deb")}
