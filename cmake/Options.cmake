@@ -1,7 +1,7 @@
 # What every target of this project is compiled with.
 add_library(nethttp_options INTERFACE)
 target_compile_options(nethttp_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${NETHTTP_WERROR}>:-Werror>)
 target_include_directories(nethttp_options INTERFACE
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/library)
 if(NETHTTP_SANITIZE)
@@ -12,9 +12,16 @@ endif()
 
 # What the two libraries are built with besides.
 function(nethttp_library target)
-    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:nethttp_options>)
-    target_compile_options(${target} PRIVATE -fno-exceptions)
+    # Their properties, and no link to them: a static library would pass that on to whoever uses it
+    # from the build tree, where nobody else knows such a target.
+    target_compile_options(${target} PRIVATE
+        $<TARGET_PROPERTY:nethttp_options,INTERFACE_COMPILE_OPTIONS> -fno-exceptions)
+    target_link_options(${target} PRIVATE
+        $<TARGET_PROPERTY:nethttp_options,INTERFACE_LINK_OPTIONS>)
+    # No symbol tells a shared library's sources from a static one's: nobody asks for it, and without
+    # it a compiler's cache serves both.
     set_target_properties(${target} PROPERTIES
+        DEFINE_SYMBOL ""
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         VERSION ${PROJECT_VERSION}

@@ -156,7 +156,8 @@ public:
         return data != nullptr ? std::string_view(data, bodySize()) : std::string_view();
     }
 
-    // Last, so that it takes no place among the operations above.
+    // Takes two places in the table of operations, behind those above: an operation that a later
+    // version adds is declared below this line, at the end.
     ~Response() override = default;
 };
 
@@ -354,7 +355,8 @@ public:
             Ref<CancelFunction<Function>>::make(std::move(query)));
     }
 
-    // Last, so that it takes no place among the operations above.
+    // Takes two places in the table of operations, behind those above: an operation that a later
+    // version adds is declared below this line, at the end.
     ~Request() override = default;
 };
 
