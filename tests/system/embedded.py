@@ -57,6 +57,7 @@ class EmbeddedTest(unittest.TestCase):
         commands = (folder / "compile_commands.json").read_text()  # of the library's sources
         self.assertIn("-Wshadow", commands)
         self.assertNotIn("-Werror", commands)
+        shutil.rmtree(folder / "prefix", ignore_errors=True)
         must(["cmake", "--install", folder, "--prefix", folder / "prefix"])
         self.assertFalse((folder / "prefix").exists())
 
