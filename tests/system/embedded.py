@@ -20,11 +20,16 @@ ROOT = pathlib.Path(__file__).parents[2]
 PROJECT = pathlib.Path(__file__).parent / "embedding"
 
 
-def programs(folder):
-    """Answers the names of programs and shared libraries below a folder, versions left out."""
-    return {path.name.split(".so")[0] for path in folder.rglob("*")
+def binaries(folder):
+    """Answers the programs and shared libraries below a folder."""
+    return [path for path in folder.rglob("*")
             if path.is_file() and "CMakeFiles" not in path.parts
-            and path.open("rb").read(4) == b"\x7fELF"}
+            and path.read_bytes()[:4] == b"\x7fELF"]
+
+
+def programs(folder):
+    """Answers their names, versions left out."""
+    return {path.name.split(".so")[0] for path in binaries(folder)}
 
 
 class EmbeddedTest(unittest.TestCase):
@@ -35,6 +40,8 @@ class EmbeddedTest(unittest.TestCase):
 
     def embed(self, way, *definitions):
         folder = self.work / way
+        for path in binaries(folder):  # an earlier run may have built what this one must not
+            path.unlink(missing_ok=True)
         consumers.configure_and_build(
             PROJECT, folder, f"EMBEDDING_WAY={way}", f"EMBEDDING_SOURCE={ROOT}",
             f"CMAKE_CXX_COMPILER={self.compiler}", *self.definitions, *definitions)
@@ -47,6 +54,10 @@ class EmbeddedTest(unittest.TestCase):
         folder = self.embed("fetch")
         self.assertEqual(programs(folder), {"consumer", "libnethttp", "libnethttp-platform"})
         self.assertNotIn("BUILD_SHARED_LIBS", (folder / "CMakeCache.txt").read_text())
+        commands = (folder / "compile_commands.json").read_text()  # of the library's sources
+        self.assertIn("-Wshadow", commands)
+        self.assertNotIn("-Werror", commands)
+        shutil.rmtree(folder / "prefix", ignore_errors=True)
         must(["cmake", "--install", folder, "--prefix", folder / "prefix"])
         self.assertFalse((folder / "prefix").exists())
 
