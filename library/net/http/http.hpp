@@ -352,7 +352,7 @@ public:
     /// @return The request itself.
     Request& operator=(Request&& other) noexcept;
 
-    /// Sets the URL. User information in it is not understood: such a host is refused.
+    /// Sets the URL. User information in it is not understood: it counts as host and port.
     ///
     /// @param url  "http://host:port/path?query" or the same with "https".
     /// @return The request itself.
