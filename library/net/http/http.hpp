@@ -176,9 +176,9 @@ public:
     /// @return 400 when the status line held no number in its place, 0 when the connection ended
     ///         before a status line was complete; a number of any size otherwise.
     [[nodiscard]] virtual std::uint64_t statusCode() const = 0;
-    /// @return The reason phrase as the server sent it, or null.
+    /// @return The reason phrase (RFC 9112, section 4) as the server sent it, or null.
     [[nodiscard]] virtual Ref<String> reasonPhrase() const = 0;
-    /// Answers the header fields. Of a repeated name the first one stays.
+    /// Answers the header fields (RFC 9110, section 5). Of a repeated name the first one stays.
     ///
     /// @return Borrowed, valid as long as the response. Names and values are the server's octets.
     [[nodiscard]] virtual const HeaderFields& headerFields() const = 0;
@@ -249,7 +249,7 @@ public:
     /// Request methods (RFC 9110, section 9; PATCH: RFC 5789).
     enum class Method : std::uint32_t {
         Get = 0,      ///< "GET".
-        Head = 1,     ///< "HEAD": the response is read as any other, its lengths included.
+        Head = 1,     ///< "HEAD": a Content-Length counts all the same, against RFC 9112, 6.3.
         Post = 2,     ///< "POST".
         Put = 3,      ///< "PUT".
         Delete = 4,   ///< "DELETE".
@@ -282,8 +282,8 @@ public:
     /// @return A new request, never null.
     static Ref<Request> create() { return create({}); }
 
-    /// Splits a URL into its parts, textually: "protocol://host:port/path", the path with query and
-    /// fragment. No character is checked and nothing is decoded.
+    /// Splits a URL (RFC 3986, section 3) into its parts, textually: "protocol://host:port/path",
+    /// the path with query and fragment. No character is checked and nothing is decoded.
     ///
     /// @param url       What is split.
     /// @param protocol  Takes the text before "://", lower-cased.
@@ -307,8 +307,8 @@ public:
     /// @return The text itself when nothing needs an escape; null with `ErrNullArgument` for null.
     /// @threads Any thread.
     static Ref<String> httpEncode(Ref<String> text);
-    /// Turns escapes back into characters, and "+" into a blank behind the first "%". What is no
-    /// complete escape or no UTF-8 stays as it stands.
+    /// Turns escapes (RFC 3986, section 2.1) back into characters, and "+" into a blank behind the
+    /// first "%". What is no complete escape or no UTF-8 stays as it stands.
     ///
     /// @param text  Of a URL.
     /// @return The text itself when it holds no "%"; null with `ErrNullArgument` for null.
@@ -377,9 +377,10 @@ public:
     /// @param path  Not yet escaped, from the first "/" on.
     /// @return The request itself.
     virtual Ref<Request> setPath(Ref<String> path) = 0;
-    /// Sets one header field, as given. The exchange sets "Host", "Content-Length" and
-    /// "User-Agent" itself, and they stay in the request. Fields go to every hop of a redirect
-    /// chain, whichever server it leads to.
+    /// Sets one header field, as given. The exchange sets "Host" (RFC 9110, section 7.2, but
+    /// without the port), "Content-Length" (section 8.6) and "User-Agent" (section 10.1.5) itself,
+    /// and they stay in the request. Fields go to every hop of a redirect chain, whichever server
+    /// it leads to.
     ///
     /// @param name   Not checked: a line end in it would end the line.
     /// @param value  Not checked either; null removes the field.
@@ -436,8 +437,9 @@ public:
     virtual Ref<Request> setUploadProgressCallback(Ref<ProgressCallback> callback) = 0;
     /// Runs one exchange and answers the server's response.
     ///
-    /// Redirects are followed unless the request was created with `Flag::NoRedirect`; every hop
-    /// opens a connection of its own and closes it before this operation returns.
+    /// Redirects (RFC 9110, section 15.4) are followed, with the same method, unless the request
+    /// was created with `Flag::NoRedirect`; every hop opens a connection of its own and closes it
+    /// before this operation returns.
     ///
     /// @param output    Takes the body as it arrives; borrowed for the call. Null: the response
     ///                  keeps the body.
