@@ -1,3 +1,5 @@
+/// @file
+/// Name resolution, TCP sockets and their time limits.
 #pragma once
 
 #include <array>
@@ -15,11 +17,14 @@ namespace Services::Network {
 namespace Definitions {
 
 /// Which protocol an address belongs to; every value but `IPv4` is treated as IPv6.
-enum class AddressFamily : std::uint32_t { IPv4 = 2, IPv6 = 10 };
+enum class AddressFamily : std::uint32_t {
+    IPv4 = 2,   ///< RFC 791.
+    IPv6 = 10,  ///< RFC 8200.
+};
 
 /// An address and a port. The fields stand in this order for good.
 struct IPEndpoint {
-    AddressFamily family = AddressFamily::IPv4;
+    AddressFamily family = AddressFamily::IPv4;  ///< How `address` is to be read.
     /// IPv4: in the first four bytes one native unsigned 32-bit number, whose most significant byte
     /// is the first octet of the dotted form. IPv6: eight native unsigned 16-bit groups, the first
     /// group first.
@@ -40,23 +45,32 @@ using Endpoints = std::vector<IPEndpoint, HeapAllocator<IPEndpoint>>;
 /// @threads Any thread. A change reaches the sockets that connect after it.
 class VORNIK_EXPORT Limits {
 public:
-    /// How long a connect may take.
+    /// Sets how long a connect may take.
+    ///
+    /// @param milliseconds  0: no limit but the system's.
     static void setConnect(std::uint64_t milliseconds) noexcept;
+    /// @return How long a connect may take, in milliseconds; 0: no limit.
     static std::uint64_t connect() noexcept;
-    /// How long a send or a receive may go without a byte moving. A send notices between one and
-    /// two limits.
+    /// Sets how long a send or a receive may go without a byte moving. A send notices between one
+    /// and two limits.
+    ///
+    /// @param milliseconds  0: no limit.
     static void setIdle(std::uint64_t milliseconds) noexcept;
+    /// @return How long nothing may move, in milliseconds; 0: no limit.
     static std::uint64_t idle() noexcept;
 };
 
 namespace Client {
 
 /// Finds the addresses of a host.
+///
+/// @threads Any thread.
 class VORNIK_EXPORT Resolver {
 public:
     /// Resolves a host name, or takes an address literal with or without brackets without asking
     /// anyone.
     ///
+    /// @param host       The name or the literal.
     /// @param port       Decimal text.
     /// @param endpoints  Takes at least one endpoint on success: in the host resolver's order, IPv4
     ///                   first.
@@ -65,7 +79,6 @@ public:
     ///         that is empty, over 255 octets, begins with a dot, or holds blanks, control
     ///         characters or "@".
     /// @blocks As long as the host's resolver takes.
-    /// @threads Any thread.
     [[nodiscard]] static bool resolve(const Ref<String>& host, const Ref<String>& port,
                                       Definitions::Endpoints& endpoints);
 };
@@ -79,21 +92,38 @@ class VORNIK_EXPORT Socket : public virtual RefCount {
 public:
     /// Connects to an endpoint. To be called once.
     ///
-    /// @param timeout  Always `NoTimeout`: the process's connect limit holds.
+    /// @param endpoint  Whom to dial.
+    /// @param timeout   Always `NoTimeout`: the process's connect limit holds.
+    /// @return False with the error code set.
+    /// @blocks Until the peer accepts or refuses, or the connect limit is met.
     [[nodiscard]] virtual bool connect(const Definitions::IPEndpoint& endpoint,
                                        std::uint32_t timeout) = 0;
-    /// Sends `size` bytes and goes on until all are taken; a shorter count means failure.
+    /// Sends `size` bytes and goes on until all are taken.
+    ///
+    /// @param buffer    Where the bytes are; borrowed for the call.
+    /// @param size      How many.
+    /// @param reserved  Has no effect.
+    /// @return How many were taken; fewer than `size` means failure.
+    /// @blocks Until the system has taken all, or the idle limit is met.
     virtual std::int64_t send(TransferBuffer buffer, std::uint64_t size,
                               std::uint32_t reserved) = 0;
     /// Receives what is there, at most `size` bytes, and waits only when nothing is.
     ///
+    /// @param buffer    Takes the bytes; borrowed for the call.
+    /// @param size      How many there is room for.
+    /// @param reserved  Has no effect.
     /// @return The number of bytes; 0 with the code `ErrEndOfStream` (0x15) when the peer has ended
     ///         the connection in an orderly way, 0 with another code on failure.
+    /// @blocks Until a byte is there, or the idle limit is met.
     virtual std::int64_t receive(TransferBuffer buffer, std::uint64_t size,
                                  std::uint32_t reserved) = 0;
 
-    /// @param type      1: stream. @param protocol  6: TCP.
-    /// @return Null with the error code set.
+    /// Makes a socket that is not connected yet.
+    ///
+    /// @param family    Of the endpoint that is to be dialled.
+    /// @param type      1: stream.
+    /// @param protocol  6: TCP.
+    /// @return A new socket, or null with the error code set.
     static Ref<Socket> create(Definitions::AddressFamily family, std::uint32_t type,
                               std::uint32_t protocol);
 };

@@ -1,3 +1,5 @@
+/// @file
+/// The thread's error code, and texts for codes.
 #pragma once
 
 #include <cstdint>
@@ -21,13 +23,22 @@ inline constexpr std::uint32_t ErrResolverBase = 0x30000;
 /// @threads Every thread has a code of its own, 0 at its start.
 class VORNIK_EXPORT Error {
 public:
+    /// Sets the calling thread's code.
+    ///
+    /// @param code  0: no error.
     static void set(std::uint32_t code) noexcept;
+    /// @return The calling thread's code. Ask before anything else is called: it may change it.
     [[nodiscard]] static std::uint32_t get() noexcept;
-    /// Answers a new text for a person, such as "Connection refused"; it never fails.
+    /// Answers a text for a person, such as "Connection refused"; it never fails.
+    ///
+    /// @param code  Any number.
+    /// @return A new string, never null.
     static Ref<String> describe(std::uint32_t code);
-    /// Answers the text of the calling thread's code.
+    /// @return The text of the calling thread's code: a new string, never null.
     static Ref<String> describe() { return describe(get()); }
-    /// Answers the name of a code as programs spell it, such as "ErrTransfer"; null for a code
-    /// without one.
+    /// Answers the name of a code as programs spell it, such as "ErrTransfer".
+    ///
+    /// @param code  Any number.
+    /// @return A literal; null for a code without a name.
     static const char* name(std::uint32_t code) noexcept;
 };

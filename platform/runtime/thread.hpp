@@ -1,3 +1,5 @@
+/// @file
+/// Values of a thread, one-time initialisation, pauses.
 #pragma once
 
 #include <atomic>
@@ -11,11 +13,22 @@
 /// @threads Any thread.
 class VORNIK_EXPORT ThdLocalData {
 public:
-    static constexpr std::uint32_t MostSlots = 64;
+    static constexpr std::uint32_t MostSlots = 64;  ///< Of a process, whoever reserves them.
 
     /// Reserves a slot for the life of the process; one more than there are ends it.
+    ///
+    /// @return The slot, empty on every thread.
     static std::uint32_t res() noexcept;
+    /// Stores a value for the calling thread. It owns nothing: what the value refers to is the
+    /// caller's to free.
+    ///
+    /// @param slot   Of `res`; any other is ignored.
+    /// @param value  Any number.
     static void set(std::uint32_t slot, std::uint64_t value) noexcept;
+    /// Reads what the calling thread has stored.
+    ///
+    /// @param slot   Of `res`.
+    /// @param value  Takes the number.
     /// @return False, `value` unchanged, when this thread has stored nothing in the slot.
     [[nodiscard]] static bool get(std::uint32_t slot, std::uint64_t& value) noexcept;
 };
@@ -27,11 +40,16 @@ class OnceFlag {
 };
 
 /// One-time initialisation.
+///
+/// @threads Any thread.
 class VORNIK_EXPORT InitCode {
 public:
     /// Runs `code` once in the life of `flag`: one caller runs it, concurrent callers wait until it
-    /// is done, later callers return at once and see what it wrote. `code` must not use the same
-    /// flag.
+    /// is done, later callers return at once and see what it wrote.
+    ///
+    /// @param flag  Names the piece of initialisation.
+    /// @param code  Must neither use the same flag nor throw.
+    /// @blocks While another thread runs `code`.
     static void _do_call_once(OnceFlag& flag, void (*code)()) {
         if (flag.state_.load(std::memory_order_acquire) != Done) {
             callOnceSlowly(flag, code);
@@ -44,8 +62,13 @@ private:
 };
 
 /// The calling thread.
+///
+/// @threads Any thread.
 class VORNIK_EXPORT Thd {
 public:
-    /// Pauses for at least `microseconds`, whatever signals arrive.
+    /// Pauses, whatever signals arrive.
+    ///
+    /// @param microseconds  For how long at least.
+    /// @blocks For that time.
     static void sleep(std::uint64_t microseconds) noexcept;
 };

@@ -147,6 +147,18 @@ TEST(Failures, OfTheSocketAreRecorded) {
     }
 }
 
+TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
+    ScriptedServer server{ReadHead{}, Send{Head + "abcde"}};
+    const HostFaults::TwoAddresses name("two.test", "127.0.0.2", "127.0.0.1");
+    const Fault refused(Call::Connect, {.error = ECONNREFUSED, .count = 1});
+    const std::string port = std::to_string(server.port());
+    const Ref<Request> request = Request::create()->setUrl("http://two.test:" + port + "/");
+    EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
+    EXPECT_EQ(refused.hits(), 1U);
+    EXPECT_EQ(plain(request->peerAddress()), "127.0.0.2:" + port);
+    EXPECT_TRUE(requestFor(server)->perform(0));  // the second one would have answered
+}
+
 struct MemoryCase {
     const char* name;
     bool hasBody;

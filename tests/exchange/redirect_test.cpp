@@ -40,6 +40,35 @@ TEST(Redirect, IsFollowedOnANewConnection) {
     EXPECT_TRUE(first.finished()) << first.report();
 }
 
+TEST(Redirect, CarriesEveryFieldToEveryServer) {
+    ScriptedServer second{ReadHead{}, Send{Ok}};
+    const std::string elsewhere = "http://localhost:" + std::to_string(second.port()) + "/z";
+    ScriptedServer first{ReadHead{}, Send{redirectTo(elsewhere, "Content-Length: 0\r\n")}};
+    const Ref<Request> request = requestFor(first);
+    request->setHeaderField("Authorization", "Basic c2VjcmV0")->setHeaderField("Cookie", "id=1");
+    EXPECT_EQ(look(request->perform(0)).url, elsewhere);
+    EXPECT_EQ(second.received(),
+              "GET /z HTTP/1.0\r\nAuthorization: Basic c2VjcmV0\r\nCookie: id=1\r\n"
+              "Host: localhost\r\nUser-Agent: " +
+                  plain(Request::defaultUserAgent()) + "\r\n\r\n");
+}
+
+TEST(Redirect, MayTakeAnyNumberOfHops) {
+    constexpr unsigned hops = 200;
+    std::vector<Step> script;
+    for (unsigned i = 0; i < hops; ++i) {
+        script.insert(
+            script.end(),
+            {ReadHead{}, Send{redirectTo("/" + std::to_string(i), "Content-Length: 0\r\n")},
+             NextConnection{}});
+    }
+    script.insert(script.end(), {ReadHead{}, Send{Ok}});
+    ScriptedServer server(std::move(script));
+    const Seen seen = look(requestFor(server)->perform(0));
+    EXPECT_EQ(seen.body, "end");
+    EXPECT_EQ(seen.url, plain(server.url("/" + std::to_string(hops - 1))));
+}
+
 TEST(Redirect, BodyOfKnownLengthIsNotRead) {
     // The body never comes, and the server does not close: reading on would block.
     ScriptedServer server{ReadHead{}, Send{redirectTo("/b", "Content-Length: 99\r\n")},

@@ -49,6 +49,16 @@ TEST(RequestHead, HasExactlyTheseBytes) {
     }
 }
 
+TEST(RequestHead, HoldsTheLineEndsOfItsParts) {
+    EXPECT_EQ(bytesOf({Flag::NoDefaultUserAgent},
+                      [](Request& request) {
+                          request.setMethod("GET /x HTTP/1.0\r\nA: b\r\nC:")
+                              ->setHeaderField("D\r\nE", "f\r\nG: h");
+                      }),
+              "GET /x HTTP/1.0\r\nA: b\r\nC: / HTTP/1.0\r\nD\r\nE: f\r\nG: h\r\n"
+              "Host: 127.0.0.1\r\n\r\n");
+}
+
 TEST(RequestHead, CarriesEveryMethod) {
     const char* const tokens[] = {"GET",     "HEAD",    "POST",  "PUT",  "DELETE",
                                   "CONNECT", "OPTIONS", "TRACE", "PATCH"};

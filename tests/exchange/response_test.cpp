@@ -265,6 +265,20 @@ TEST(Response, HeadLineMayFillTheBufferButNotMore) {
     EXPECT_EQ(log.texts(), std::vector<std::string>{NoMore});
 }
 
+TEST(Response, HeadHasNoLimitButThatOfALine) {
+    constexpr std::size_t count = 20'000;
+    std::string head = "HTTP/1.1 200 OK\r\n";
+    for (std::size_t i = 0; i < count; ++i) {
+        head += "F" + std::to_string(i) + ": " + std::string(100, 'x') + "\r\n";
+    }
+    ASSERT_GT(head.size(), 2U << 20U);  // more than the buffer holds
+    ScriptedServer server{ReadHead{}, Send{head + "\r\nabc"}};
+    const Ref<Response> response = requestFor(server)->perform(0);
+    ASSERT_TRUE(response);
+    EXPECT_EQ(response->headerFields().size(), count);
+    EXPECT_EQ(look(response).body, "abc");
+}
+
 TEST(Response, OwnsWhatItShows) {
     ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nA: b\r\n\r\nabc"}};
     Ref<Request> request = requestFor(server);

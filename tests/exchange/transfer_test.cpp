@@ -72,6 +72,16 @@ TEST(Upload, OfNothingSendsTheHeadAlone) {
     }
 }
 
+TEST(Upload, OfADrainedSourceIsAnnouncedAndNotSent) {
+    ScriptedServer server{ReadHead{}, ReadBody{3}, Ok, NextConnection{}, ReadHead{}, Ok};
+    const Ref<Request> request = requestFor(server);
+    request->setBody(ScriptedBody::create({.bytes = "abc"}));  // it stays at its end
+    EXPECT_TRUE(request->perform(0));
+    EXPECT_TRUE(request->perform(0));
+    EXPECT_NE(server.received(1).find(announced(3)), std::string::npos);
+    EXPECT_TRUE(server.received(1).ends_with("\r\n\r\n"));
+}
+
 TEST(Upload, ThatRunsDryFails) {
     for (const MapMode mode : {MapMode::NotSupported, MapMode::Maps}) {
         ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}, Close{}};

@@ -7,9 +7,11 @@
 #include <array>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <utility>
 
 #include <dlfcn.h>
+#include <netdb.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -29,6 +31,14 @@ struct State {
 
 // Plain data without construction, so that a call in the loader may look at it.
 thread_local constinit std::array<State, CallCount> states{};
+
+struct Name {
+    const char* text = nullptr;
+    const char* first = nullptr;
+    const char* second = nullptr;
+};
+
+thread_local constinit Name twoAddresses{};
 
 State& stateOf(Call call) {
     return states[static_cast<std::size_t>(call)];
@@ -96,6 +106,14 @@ Pieces::Pieces(Call call, std::vector<std::size_t> sizes) : call_(call) {
 
 Pieces::~Pieces() {
     delete std::exchange(stateOf(call_).sizes, nullptr);
+}
+
+TwoAddresses::TwoAddresses(const char* name, const char* first, const char* second) {
+    twoAddresses = {name, first, second};
+}
+
+TwoAddresses::~TwoAddresses() {
+    twoAddresses = {};
 }
 
 unsigned calls(Call call) {
@@ -171,4 +189,16 @@ extern "C" ssize_t recv(int descriptor, void* bytes, std::size_t size, int flags
     const std::size_t limit = HostFaults::allowed(Call::Recv, size);
     return HostFaults::next<ssize_t(int, void*, std::size_t, int)>("recv")(
         descriptor, bytes, limit, limit < size ? flags | MSG_WAITALL : flags);
+}
+
+extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints,
+                           addrinfo** result) {
+    const auto resolve =
+        HostFaults::next<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
+    const HostFaults::Name& name = HostFaults::twoAddresses;
+    if (name.text == nullptr || node == nullptr || std::strcmp(node, name.text) != 0) {
+        return resolve(node, service, hints, result);
+    }
+    const int code = resolve(name.first, service, hints, result);
+    return code != 0 ? code : resolve(name.second, service, hints, &(*result)->ai_next);
 }

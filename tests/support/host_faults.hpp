@@ -46,6 +46,15 @@ private:
     Call call_;
 };
 
+/// Gives a host name two IPv4 addresses on this thread, as long as it lives; both texts are kept.
+class TwoAddresses {
+public:
+    TwoAddresses(const char* name, const char* first, const char* second);
+    TwoAddresses(const TwoAddresses&) = delete;
+    TwoAddresses& operator=(const TwoAddresses&) = delete;
+    ~TwoAddresses();
+};
+
 /// Answers how often this thread has made a call, failed ones included.
 unsigned calls(Call call);
 

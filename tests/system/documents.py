@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Holds the documents against the tree: their links lead somewhere, the files they name are there,
-and docs/errors.md tells of every record that the library writes, and of no other.
+docs/errors.md tells of every record that the library writes, and of no other, and every property in
+SECURITY.md names a test that exists.
 
     documents.py ROOT
 """
@@ -14,6 +15,10 @@ PATH = re.compile(r"`((?:library|platform|apps|tests|scripts|docs|cmake|bench|ex
 # A text for a person begins with a capital letter and has more than one word.
 LITERAL = re.compile(r'"([A-Z][^"\\\n]* [^"\\\n]*)"')
 DOCUMENTED = re.compile(r"`([A-Z][^`]* [^`]*)`")
+
+# A property, and a test of it: `Suite.Name`, or `Suite.Name/Row` for a row of its table.
+PROPERTY = re.compile(r"^\d+\. .*?(?=^\d+\. |^$)", re.MULTILINE | re.DOTALL)
+TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*)(?:/(\w+))?`")
 
 
 def documents(root):
@@ -41,6 +46,26 @@ def record_faults(page, sources):
             yield f"docs/errors.md tells of a record that nobody writes: {text}"
 
 
+def defines(source, suite, name, row):
+    """Tells whether a source holds a test, and the row if one is asked for."""
+    return (re.search(rf"^TEST(_[FP])?\({suite}, {name}\)", source, re.MULTILINE) is not None
+            and (row is None or f'{{"{row}",' in source))
+
+
+def property_faults(page, sources):
+    """Checks that each property names a test, and that the tests are there."""
+    properties = PROPERTY.findall(page)
+    if not properties:
+        yield "SECURITY.md has no properties"
+    for text in properties:
+        held_by = TEST_NAME.findall(text.partition("Held by")[2])
+        if not held_by:
+            yield f"SECURITY.md names no test: {text.splitlines()[0]}"
+        for suite, name, row in held_by:
+            if not any(defines(source, suite, name, row or None) for source in sources):
+                yield f"SECURITY.md: there is no test {suite}.{name} {row}"
+
+
 def self_check():
     sources = 'record << "Failed to a "; trace("Done");'
     if list(record_faults("| `Failed to a …` |", sources)):
@@ -48,6 +73,12 @@ def self_check():
     for page in ("| nothing |", "| `Failed to a …` | `Failed to b` |"):
         if not list(record_faults(page, sources)):
             sys.exit("the check itself is broken: " + page)
+    tests = ['TEST_P(A, B) {\n{"Row", 1}']
+    if list(property_faults("1. a\n   Held by `A.B`, `A.B/Row`.\n\nend", tests)):
+        sys.exit("the check of properties is broken")
+    for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
+        if not list(property_faults(page, tests)):
+            sys.exit("the check of properties is broken: " + page)
 
 
 def main():
@@ -58,7 +89,9 @@ def main():
     # Folder "text" holds the texts of the protocol; the other layers' texts go to the log.
     sources = "".join(path.read_text() for path in (root / "library").rglob("*.cpp")
                       if path.parent.name != "text")
-    faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources)]
+    tests = [path.read_text() for path in sorted((root / "tests").rglob("*.cpp"))]
+    faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
+              *property_faults((root / "SECURITY.md").read_text(), tests)]
     if faults:
         sys.exit("\n".join(faults))
     print(f"{len(documents(root))} documents agree with the tree")

@@ -124,6 +124,15 @@ const EnvironmentFolder& environmentFolder() {
     return folder;
 }
 
+template <class Object>
+std::string pemOf(int (*write)(BIO*, const Object*), const Object* object) {
+    const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), BIO_free);
+    require(write(memory.get(), object) == 1, "PEM");
+    const char* text = nullptr;
+    const long length = BIO_get_mem_data(memory.get(), &text);
+    return {text, static_cast<std::size_t>(length)};
+}
+
 }  // namespace
 
 Certificate::Certificate(const CertificateText& text, const Certificate* issuer)
@@ -147,18 +156,29 @@ Certificate::Certificate(const CertificateText& text, const Certificate* issuer)
 }
 
 std::string Certificate::pem() const {
-    const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), BIO_free);
-    require(PEM_write_bio_X509(memory.get(), x509()) == 1, "PEM");
-    const char* text = nullptr;
-    const long length = BIO_get_mem_data(memory.get(), &text);
-    return {text, static_cast<std::size_t>(length)};
+    return pemOf<X509>(PEM_write_bio_X509, x509());
 }
 
-void trustOnly(const std::vector<Certificate>& roots) {
+std::string Certificate::revocationOf(const Certificate& issued) const {
+    const std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> list(X509_CRL_new(), X509_CRL_free);
+    X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
+    X509_CRL_set_issuer_name(list.get(), X509_get_subject_name(x509()));
+    X509_CRL_set1_lastUpdate(list.get(), X509_get0_notBefore(x509()));
+    X509_CRL_set1_nextUpdate(list.get(), X509_get0_notAfter(x509()));
+    X509_REVOKED* const entry = X509_REVOKED_new();
+    X509_REVOKED_set_serialNumber(entry, X509_get_serialNumber(issued.x509()));
+    X509_REVOKED_set_revocationDate(entry, const_cast<ASN1_TIME*>(X509_get0_notBefore(x509())));
+    require(X509_CRL_add0_revoked(list.get(), entry) == 1, "revocation");
+    require(X509_CRL_sign(list.get(), key(), EVP_sha256()) != 0, "signature");
+    return pemOf<X509_CRL>(PEM_write_bio_X509_CRL, list.get());
+}
+
+void trustOnly(const std::vector<Certificate>& roots, const std::string& more) {
     std::ofstream bundle(environmentFolder().bundle());
     for (const Certificate& root : roots) {
         bundle << root.pem();
     }
+    bundle << more;
     bundle.flush();
     require(bundle.good(), "bundle");
 }

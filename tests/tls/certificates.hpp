@@ -40,6 +40,8 @@ public:
     [[nodiscard]] X509* x509() const noexcept { return x509_.get(); }
     [[nodiscard]] EVP_PKEY* key() const noexcept { return key_.get(); }
     [[nodiscard]] std::string pem() const;
+    /// Answers a list of its own, as PEM, that revokes a certificate it has issued.
+    [[nodiscard]] std::string revocationOf(const Certificate& issued) const;
 
 private:
     Certificate(const CertificateText& text, const Certificate* issuer);
@@ -53,6 +55,8 @@ using Chain = std::vector<Certificate>;
 
 /// Makes these the trusted roots of this process, by a folder of the environment's files that is
 /// the process's own. The first call must come before other threads run.
-void trustOnly(const std::vector<Certificate>& roots);
+///
+/// @param more  Stands behind them in the bundle.
+void trustOnly(const std::vector<Certificate>& roots, const std::string& more = "");
 /// Takes the bundle of trusted roots away.
 void removeTrustedRoots();

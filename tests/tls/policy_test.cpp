@@ -185,5 +185,15 @@ TEST(Policy, ReadsTheBundleAnewForEveryConnection) {
     EXPECT_FALSE(streamTo(server));
 }
 
+TEST(Policy, DoesNotAskWhetherACertificateWasRevoked) {
+    const Certificate root = Certificate::selfSigned(authority("Root"));
+    const Certificate revoked = root.issue(leaf());
+    trustOnly({root}, root.revocationOf(revoked));
+    TlsServer server({.chain = {revoked}}, "");
+    const LogCapture log;
+    EXPECT_TRUE(streamTo(server));
+    EXPECT_TRUE(log.records().empty());
+}
+
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Utils

@@ -38,6 +38,19 @@ TEST(VerifyCallback, HasTheEmptyPolicyOnAThreadWithoutAHandshake) {
                   "4 HTTP Utils: Certificate error: unable to get local issuer certificate"}));
 }
 
+TEST(VerifyCallback, KeepsThePolicyOfTheThreadsLastHandshake) {
+    trustOnly({});
+    TlsServer server({.chain = {Certificate::selfSigned({})}}, "");
+    const StoreContext store(X509_STORE_CTX_new(), X509_STORE_CTX_free);
+    X509_STORE_CTX_set_error(store.get(), X509_V_ERR_CERT_HAS_EXPIRED);
+    const LogCapture log;
+    for (const auto& [policy, answer] :
+         {std::pair(SSLFlags(SSLFlag::IgnoreValidityPeriod), 1), std::pair(SSLFlags(), 0)}) {
+        EXPECT_FALSE(createSSLStream(socketTo(server), str("localhost"), policy));
+        EXPECT_EQ(verifyCallback(0, store.get()), answer);
+    }
+}
+
 struct SetUpFailure {
     const char* name;
     SslCall call;
