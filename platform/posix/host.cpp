@@ -94,14 +94,29 @@ Ref<String> machine() {
 
 }  // namespace Host
 
+namespace {
+
+/// Lets another thread of the same core go faster.
+void relax() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+}  // namespace
+
 void Thd::sleep(std::uint64_t microseconds) noexcept {
-    // A timer wakes up so late (its slack alone is 50 us) that a short pause is better spent
-    // letting others run: measured, 10 us take 13 us this way and 70 us by a timer.
-    constexpr std::uint64_t longestYield = 50;
-    if (microseconds <= longestYield) {
+    // A timer wakes up so late (its slack alone is 50 us), and going to sleep costs so much, that a
+    // short pause is better spent awake: measured, 10 us take 70 us by a timer, 27 us by one without
+    // slack, and 16 us of processor time either way. Whoever waits for this processor goes first.
+    constexpr std::uint64_t longestAwake = 50;
+    if (microseconds <= longestAwake) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(microseconds);
+        sched_yield();
         while (std::chrono::steady_clock::now() < end) {
-            sched_yield();
+            relax();
         }
         return;
     }

@@ -1,5 +1,6 @@
 // The growing memory stream. Small bodies live on the heap; large ones in pages of their own, which
-// the kernel moves by their table entries instead of copying them.
+// the kernel moves by their table entries instead of copying them. It is the first touch of a page that
+// costs most: very large bodies ask for huge ones.
 
 #include <cerrno>
 
@@ -13,6 +14,8 @@ namespace {
 constexpr std::uint64_t SmallestBlock = 4096;
 constexpr std::uint64_t LargestHeapBlock = std::uint64_t{256} * 1024;
 constexpr std::uint64_t PageSize = 4096;
+constexpr std::uint64_t HugePageSize = std::uint64_t{2} << 20U;
+constexpr std::uint64_t SmallestHugeBlock = 2 * HugePageSize;
 constexpr std::uint64_t LargestBody = std::uint64_t{1} << 47U;  // beyond any address space
 
 class MemoryOutput final : public Object, public virtual MemOutStrm {
@@ -59,10 +62,17 @@ private:
     }
 
     bool remap(std::uint64_t capacity) noexcept {
-        void* const block = mremap(block_, capacity_, capacity, MREMAP_MAYMOVE);
+        // Where huge pages fit, the kernel moves them whole.
+        void* const place = capacity >= SmallestHugeBlock ? mapPages(capacity) : nullptr;
+        const int flags = MREMAP_MAYMOVE | (place != nullptr ? MREMAP_FIXED : 0);
+        void* const block = mremap(block_, capacity_, capacity, flags, place);
         if (block == MAP_FAILED) {
+            if (place != nullptr) {
+                munmap(place, capacity);
+            }
             return false;
         }
+        adviseHugePages(block, place != nullptr ? capacity : 0);
         block_ = block;
         capacity_ = capacity;
         return true;
@@ -81,9 +91,31 @@ private:
     }
 
     static void* mapPages(std::uint64_t size) noexcept {
-        void* const block =
-            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        return block != MAP_FAILED ? block : nullptr;
+        const bool huge = size >= SmallestHugeBlock;
+        const std::uint64_t spare = huge ? HugePageSize : 0;
+        void* const range =
+            mmap(nullptr, size + spare, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (range == MAP_FAILED) {
+            return nullptr;
+        }
+        return huge ? alignedPart(static_cast<std::uint8_t*>(range), size) : range;
+    }
+
+    /// Gives back what a range has beyond `size` bytes from the first place where a huge page can be.
+    static void* alignedPart(std::uint8_t* range, std::uint64_t size) noexcept {
+        const std::uint64_t before = -reinterpret_cast<std::uintptr_t>(range) % HugePageSize;
+        if (before != 0) {
+            munmap(range, before);
+        }
+        munmap(range + before + size, HugePageSize - before);
+        adviseHugePages(range + before, size);
+        return range + before;
+    }
+
+    static void adviseHugePages(void* block, std::uint64_t size) noexcept {
+        if (size != 0) {
+            (void)madvise(block, size, MADV_HUGEPAGE);  // without them, small ones do
+        }
     }
 
     void freeBlock() noexcept {

@@ -32,10 +32,16 @@ constexpr int KeepAliveProbes = 4;
 
 constexpr std::uint64_t LongestLimit = std::uint64_t{INT_MAX} * 1000;  // milliseconds: 68 years
 
+constexpr std::uint64_t SmallestSegment = 536;  // RFC 9293, section 3.7.1
+
 // TLS asks for 5 bytes, then for the rest of a record, at most 16 KiB and a little: what comes with
 // the first is kept for the second, and for the next records.
 constexpr std::uint64_t LargeReceive = 0x8000;
 constexpr std::uint64_t ReadAhead = 0x10000;
+
+// A receiver takes what comes in pieces that stay in a processor's second-level cache: what it does
+// with them is faster than the longer way of larger pieces.
+constexpr std::uint64_t MostAtOnce = 0x10000;
 
 void setOption(int descriptor, int level, int option, int value) noexcept {
     // An option that this kind of socket lacks does not keep it from its work.
@@ -90,10 +96,7 @@ void setTransferError() noexcept {
 class PosixSocket final : public Object, public virtual Socket {
 public:
     explicit PosixSocket(Host::Descriptor descriptor) noexcept
-        : descriptor_(std::move(descriptor)) {
-        setOption(descriptor_.number(), IPPROTO_TCP, TCP_NODELAY,
-                  1);  // head and body are separate writes
-    }
+        : descriptor_(std::move(descriptor)) {}
 
     bool connect(const Definitions::IPEndpoint& endpoint, std::uint32_t) override {
         const Host::SocketAddress address = Host::toSocketAddress(endpoint);
@@ -114,6 +117,7 @@ public:
     }
 
     std::int64_t send(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
+        avoidDelay(size);
         const std::uint8_t* const bytes = buffer.data();
         std::uint64_t sent = 0;
         while (sent < size) {
@@ -132,7 +136,7 @@ public:
     std::int64_t receive(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
         if (aheadSize_ == 0) {
             if (size >= LargeReceive) {
-                return receiveInto(buffer.data(), size);
+                return receiveInto(buffer.data(), std::min(size, MostAtOnce));
             }
             const std::int64_t count = receiveInto(aheadBuffer(), ReadAhead);
             if (count <= 0) {
@@ -163,6 +167,15 @@ private:
                 setTransferError();
                 return 0;
             }
+        }
+    }
+
+    /// Whatever does not fill a segment would wait until all before it is acknowledged, such as a
+    /// body behind its head. A small head alone is spared the call.
+    void avoidDelay(std::uint64_t size) noexcept {
+        if (!undelayed_ && (std::exchange(hasSent_, true) || size > SmallestSegment)) {
+            undelayed_ = true;
+            setOption(descriptor_.number(), IPPROTO_TCP, TCP_NODELAY, 1);
         }
     }
 
@@ -238,6 +251,8 @@ private:
     std::uint64_t sendWait_ = 0;         // how long one call of send waits
     std::uint64_t receiveWait_ = 0;      // how long one call of recv waits
     std::atomic<bool> probing_ = false;  // one thread may send while another receives
+    bool hasSent_ = false;
+    bool undelayed_ = false;
     std::unique_ptr<std::uint8_t, HeapArrayDelete> ahead_;  // made by the first small receive
     std::uint64_t aheadStart_ = 0;
     std::uint64_t aheadSize_ = 0;
