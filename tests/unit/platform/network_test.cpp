@@ -4,9 +4,12 @@
 #include <csignal>
 #include <future>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -128,6 +131,37 @@ TEST(Socket, SendsAndReceives) {
     EXPECT_EQ(receiveSome(*socket), "");
     EXPECT_EQ(Error::get(), ErrEndOfStream);
     EXPECT_EQ(receiveSome(*socket), "");
+}
+
+/// Answers whether what this process sends to a port waits for acknowledgements.
+bool sendsAtOnceTo(std::uint16_t port) {
+    for (int number = 0; number < 1024; ++number) {
+        sockaddr_in peer = {};
+        socklen_t length = sizeof(peer);
+        if (getpeername(number, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+            peer.sin_family == AF_INET && ntohs(peer.sin_port) == port) {
+            int on = 0;
+            socklen_t size = sizeof(on);
+            EXPECT_EQ(getsockopt(number, IPPROTO_TCP, TCP_NODELAY, &on, &size), 0);
+            return on != 0;
+        }
+    }
+    ADD_FAILURE() << "no connection to " << port;
+    return false;
+}
+
+/// A body must not wait until its head is acknowledged, nor the rest of a head that fills segments.
+TEST(Socket, SendsAtOnceWhatFollows) {
+    for (const auto& [first, sends] : {std::pair{80U, 2}, std::pair{3000U, 1}}) {
+        const LoopbackListener listener;
+        const Ref<Socket> socket = connectedTo(listener.port());
+        const std::string bytes(first, 'x');
+        for (int i = 0; i < sends; ++i) {
+            EXPECT_EQ(socket->send(TransferBuffer::plain(bytes.data()), bytes.size(), 0),
+                      static_cast<std::int64_t>(first));
+        }
+        EXPECT_TRUE(sendsAtOnceTo(listener.port())) << first;
+    }
 }
 
 TEST(Socket, ShowsARefusedConnectAndAReset) {
