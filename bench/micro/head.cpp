@@ -51,9 +51,7 @@ void parse(benchmark::State& state, std::string_view head, std::size_t piece,
         Parse parse(head);
         isRight = parse.run(piece) == ResponseHead::State::Ended && parse.fields() == expected;
     }
-    if (!isRight) {
-        state.SkipWithError("wrong result");
-    }
+    bench::check(state, isRight);
 }
 
 /// @param piece  The most bytes of a read.

@@ -54,9 +54,7 @@ void refCopy(benchmark::State& state) {
         Ref<String> copy = text;
         benchmark::DoNotOptimize(copy);
     }
-    if (text->referenceCount() != 1) {
-        state.SkipWithError("wrong result");
-    }
+    bench::check(state, text->referenceCount() == 1);
 }
 
 void refMove(benchmark::State& state) {
@@ -67,9 +65,7 @@ void refMove(benchmark::State& state) {
         text = std::move(moved);
         benchmark::DoNotOptimize(text);
     }
-    if (text->referenceCount() != 1) {
-        state.SkipWithError("wrong result");
-    }
+    bench::check(state, text->referenceCount() == 1);
 }
 
 void refAs(benchmark::State& state) {
@@ -79,9 +75,7 @@ void refAs(benchmark::State& state) {
         text = object.as<String>();
         benchmark::DoNotOptimize(text);
     }
-    if (text != "text") {
-        state.SkipWithError("wrong result");
-    }
+    bench::check(state, text == "text");
 }
 
 // NOLINTBEGIN(cert-err58-cpp): the macro registers at load, as the framework wants it

@@ -28,8 +28,8 @@ def read(path):
         result = json.load(file)
     times, bounds, errors = {}, {}, {}
     for run in result["benchmarks"]:
-        if run.get("error_occurred"):
-            sys.exit(f"{run['name']}: {run['error_message']}")
+        if run.get("label"):
+            sys.exit(f"{run['name']}: {run['label']}")
         if run["run_type"] == "iteration":
             times.setdefault(run["run_name"], []).append(run["cpu_time"])
         elif run["aggregate_name"] == "BigO":

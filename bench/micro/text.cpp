@@ -48,15 +48,16 @@ void decode(benchmark::State& state, const char* sample, std::size_t shrink) {
     finish(state, decoded && decoded->length() == sizeOf(state) / shrink);
 }
 
-/// @param segment  Of a path that is sent as it stands.
+/// @param segment  Of a path whose end alone needs an escape.
 void target(benchmark::State& state, const char* segment) {
-    const Ref<String> path = repeated(segment, sizeOf(state));
+    const std::string start = repeated(segment, sizeOf(state));
+    const Ref<String> path = start + " ";
     Ref<String> rewritten;
     while (state.KeepRunning()) {
         rewritten = path;
         requestTarget(rewritten);
     }
-    finish(state, rewritten == path->view());
+    finish(state, rewritten == start + "%20");
 }
 
 /// @param start  How the Location begins. @param segment  What it goes on with.
