@@ -64,7 +64,7 @@ void parseFields(benchmark::State& state, std::size_t piece) {
     state.SetComplexityN(state.range(0));
 }
 
-/// @param line  What repeats up to the size.
+/// @param line  What repeats up to the size, of which its own is a divisor.
 void parseLines(benchmark::State& state, const char* line, std::size_t piece) {
     const std::string head = "HTTP/1.1 200 OK\r\n" + repeated(line, sizeOf(state)) + "\r\n\r\n";
     parse(state, head, piece, 1);
@@ -111,16 +111,16 @@ BENCHMARK_CAPTURE(parseFields, whole, Whole)
 BENCHMARK_CAPTURE(parseFields, by_byte, 1)
     ->Name("parse_head/distinct_fields/by_byte")
     ->Apply(bench::logarithmicPerField);
-BENCHMARK_CAPTURE(parseLines, crLf, "Name: value\r\n", Whole)
+BENCHMARK_CAPTURE(parseLines, crLf, "Name: the text\r\n", Whole)
     ->Name("parse_head/lines/whole")
     ->Apply(bench::linearInHead);
-BENCHMARK_CAPTURE(parseLines, crLfByByte, "Name: value\r\n", 1)
+BENCHMARK_CAPTURE(parseLines, crLfByByte, "Name: the text\r\n", 1)
     ->Name("parse_head/lines/by_byte")
     ->Apply(bench::linearInHead);
-BENCHMARK_CAPTURE(parseLines, cr, "N:\r", Whole)
+BENCHMARK_CAPTURE(parseLines, cr, "Na:\r", Whole)
     ->Name("parse_head/lines_of_cr/whole")
     ->Apply(bench::linearInHead);
-BENCHMARK_CAPTURE(parseLines, lf, "N:\n", Whole)
+BENCHMARK_CAPTURE(parseLines, lf, "Na:\n", Whole)
     ->Name("parse_head/lines_of_lf/whole")
     ->Apply(bench::linearInHead);
 BENCHMARK_CAPTURE(parseLongLine, whole, Whole)
