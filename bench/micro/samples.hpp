@@ -58,8 +58,8 @@ inline std::size_t sizeOf(const benchmark::State& state) {
     return static_cast<std::size_t>(state.range(0));
 }
 
-/// Ends a benchmark: a wrong result has no time. Its label fails bench/micro/run; the framework's own
-/// way, an error, ends the program when every size of a fitted benchmark takes it.
+/// Ends a benchmark: a wrong result has no time. Its label fails bench/micro/run; the framework's
+/// own way, an error, ends the program when every size of a fitted benchmark takes it.
 inline void check(benchmark::State& state, bool isRight) {
     if (!isRight) {
         state.SetLabel("wrong result");
