@@ -23,7 +23,7 @@ BOUNDS = {"N": ("n", lambda n: n), "NlgN": ("n log n", lambda n: n * math.log2(n
 
 
 def read(path):
-    """Answers the times and fits of a run, and its date.
+    """Answers the times and fits of a run, and its context.
 
     The times are {benchmark: [ns of each repetition]}, the fits {family: (bound, ns, RMS)}.
     """
@@ -40,7 +40,7 @@ def read(path):
         elif run["aggregate_name"] == "RMS":
             errors[run["run_name"]] = run["rms"]
     fits = {name: (*bound, errors[name]) for name, bound in bounds.items()}
-    return times, fits, result["context"]["date"]
+    return times, fits, result["context"]
 
 
 def growth(sizes, bound):
@@ -81,11 +81,12 @@ def table(times, fits):
     return sorted(rows), faults
 
 
-def section(rows, date, command):
+def section(rows, context, command):
     return f"""{BEGIN}
 ## Micro-benchmarks
 
-Written by `bench/micro/run` on {date[:10]}: {os.cpu_count()} cores, Linux {platform.release()}.
+Written by `bench/micro/run` on {context["date"][:10]}: {os.cpu_count()} cores, Linux {platform.release()},
+load average {context["load_avg"][0]:.1f} before the run.
 
 CPU time, the median of the repetitions; where there are several sizes n, that of the largest one. The
 fit is that of the framework over all sizes, with its relative error (RMS). The growth is taken from
@@ -119,9 +120,9 @@ def put(page, text):
 
 def main():
     path, page, command = sys.argv[1:]
-    times, fits, date = read(path)
+    times, fits, context = read(path)
     rows, faults = table(times, fits)
-    text = section(rows, date, command)
+    text = section(rows, context, command)
     put(page, text)
     print(text, end="")
     if not rows or faults:
