@@ -195,8 +195,8 @@ static bool hop(struct State* state, const struct Task* task, const struct Addre
     if (link.socket < 0) {
         return false;
     }
-    const bool done = (!to->tls || startTls(&link, task, to)) &&
-                      talk(&link, state, task, to, head, answer);
+    const bool done =
+        (!to->tls || startTls(&link, task, to)) && talk(&link, state, task, to, head, answer);
     hangUp(&link);
     return done;
 }

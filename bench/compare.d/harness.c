@@ -109,8 +109,8 @@ static bool check(const struct Task* task, const struct Answer* answer) {
     if (task->job == JobHead && answer->fields < task->size) {
         return wrong("header fields", answer->fields, task->size);
     }
-    if (task->job == JobKeep && (answer->kept == NULL || answer->kept[0] != 'x' ||
-                                 answer->kept[expected - 1] != 'x')) {
+    if (task->job == JobKeep &&
+        (answer->kept == NULL || answer->kept[0] != 'x' || answer->kept[expected - 1] != 'x')) {
         return complain("kept body", "not what the server sends");
     }
     return true;
@@ -141,7 +141,8 @@ static bool runAll(const struct Task* task, unsigned long count, unsigned thread
         runShare(&shares[0]);
         return !shares[0].failed;
     }
-    while (started < threads && pthread_create(&ids[started], NULL, runShare, &shares[started]) == 0) {
+    while (started < threads &&
+           pthread_create(&ids[started], NULL, runShare, &shares[started]) == 0) {
         ++started;
     }
     for (unsigned i = 0; i < started; ++i) {
@@ -178,14 +179,15 @@ static struct Clock now(void) {
     struct rusage usage;
     clock_gettime(CLOCK_MONOTONIC, &wall);
     getrusage(RUSAGE_SELF, &usage);
-    return (struct Clock){(double)wall.tv_sec + (double)wall.tv_nsec / 1e9,
-                          seconds(usage.ru_utime), seconds(usage.ru_stime)};
+    return (struct Clock){(double)wall.tv_sec + (double)wall.tv_nsec / 1e9, seconds(usage.ru_utime),
+                          seconds(usage.ru_stime)};
 }
 
 static int usage(void) {
-    fputs("usage: CLIENT stream|keep|upload|head|chain URL COUNT [THREADS]\n"
-          "       CLIENT --version\n",
-          stderr);
+    fputs(
+        "usage: CLIENT stream|keep|upload|head|chain URL COUNT [THREADS]\n"
+        "       CLIENT --version\n",
+        stderr);
     return 2;
 }
 
@@ -211,9 +213,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     const long own = task.job == JobUpload ? (long)(task.size / 1024) : 0; /* of makeBody */
-    printf("{\"exchanges\": %lu, \"seconds\": %.6f, \"user\": %.6f, \"system\": %.6f, "
-           "\"peak_kib\": %ld}\n",
-           count, end.wall - begin.wall, end.user - begin.user, end.system - begin.system,
-           peakMemory() - own);
+    printf(
+        "{\"exchanges\": %lu, \"seconds\": %.6f, \"user\": %.6f, \"system\": %.6f, "
+        "\"peak_kib\": %ld}\n",
+        count, end.wall - begin.wall, end.user - begin.user, end.system - begin.system,
+        peakMemory() - own);
     return 0;
 }

@@ -3,6 +3,7 @@
 import dataclasses
 
 MIB = 1 << 20
+GIB = 1 << 30
 PAGE = 1024
 
 
@@ -40,7 +41,6 @@ class Job:
         return dataclasses.replace(self, count=max(self.count // 100, 2 * self.threads))
 
 
-GIB = 1024 * MIB
 JOBS = [
     Job("small", "A page of 1 KiB", "stream", "memory", "/memory/{size}", 6000),
     Job("memory", "1 GiB streamed from the memory source and dropped", "stream", "memory",
@@ -75,13 +75,22 @@ class Client:
     def does(self, job):
         if job.name == "start":
             return self.name in STARTERS
-        return (job.name in self.only if self.only else job.name not in self.without) and (
-            self.name != "curl")
+        return (job.name in self.only if self.only else job.name not in self.without)
 
 
 CLIENTS = [
     Client("floor", "floor: sockets and OpenSSL in C", "floor"),
     Client("nethttp", "nethttp", "ours"),
+    Client("curl_new", "libcurl, a new handle each time"),
+    Client("curl_one", "libcurl, one handle"),
+    Client("curl_tuned", "libcurl, one handle, large buffers"),
+    Client("curl_kept", "libcurl, one handle, kept context", "unranked", ("tls-small",)),
+    Client("beast", "Boost.Beast, as documented"),
+    Client("beast_large", "Boost.Beast, large buffer"),
+    Client("httplib", "cpp-httplib"),
+    Client("poco", "POCO"),
+    Client("neon", "neon", without={"head": "takes 100 header fields at most"}),
+    Client("curl", "curl", only=("start",)),
 ]
 # The programs of the job "start"; the clients themselves are no command lines.
 STARTERS = ("floor", "nethttp", "curl")

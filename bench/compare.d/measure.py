@@ -6,7 +6,7 @@ import os
 import re
 import sys
 
-from jobs import MIB, PAGE, JOBS
+from jobs import GIB, JOBS, MIB, PAGE
 from servers import run_program
 
 SMALL = next(job for job in JOBS if job.name == "small")
@@ -80,8 +80,8 @@ class Runner:
 
 class Counter:
     """Counts system calls or instructions of short runs. What a program does once falls out: two
-    runs differ in the number of exchanges, or in the size of the one body, and the difference
-    counts."""
+    runs differ in the number of exchanges, or one has a large body and one a page, and the
+    difference counts."""
 
     def __init__(self, runner):
         self.runner = runner
@@ -89,12 +89,12 @@ class Counter:
 
     @property
     def method(self):
-        return "perf stat -e instructions:u" if self.by_perf else "valgrind --tool=callgrind"
+        return "perf stat -e instructions:u" if self.by_perf else "valgrind --tool=cachegrind"
 
     def count(self, pattern, command, before):
         result = self.runner.run(command, before)
         found = re.search(pattern, result.stderr, re.MULTILINE)
-        return int(found.group(1)) if result.returncode == 0 and found else None
+        return int(found.group(1).replace(",", "")) if result.returncode == 0 and found else None
 
     def system_calls(self, *command):
         # The row of the sums: percent, seconds, microseconds for each call, calls, errors.
@@ -108,19 +108,21 @@ class Counter:
     def instructions(self, *command):
         if self.by_perf:
             return self.perf(*command)
-        return self.count(r"Collected : (\d+)$", command,
-                          ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"])
+        return self.count(r"I +refs: +([\d,]+)$", command,
+                          ["valgrind", "--tool=cachegrind", "--cache-sim=no",
+                           "--cachegrind-out-file=/dev/null"])
 
     def difference(self, client, job, counted, count, size):
         """Per exchange, or per GiB."""
-        runs = [(1, size), (1, 2 * size)] if job.large else [(count, None), (2 * count, None)]
+        size = min(size, job.size)
+        runs = [(1, PAGE), (1, size)] if job.large else [(count, None), (2 * count, None)]
         found = []
         for exchanges, body in runs:
             with self.runner.world.url(job, self.runner.path(job, body)) as url:
                 found.append(counted(*self.runner.client(client, job, url, exchanges)))
         if None in found:
             sys.exit(f"{client.name} failed at {job.name} while it was counted")
-        return (found[1] - found[0]) / (size / (1024 * MIB) if job.large else count)
+        return (found[1] - found[0]) / (size / GIB if job.large else count)
 
     def both(self, client, job):
         if job.name == "start":
@@ -128,18 +130,15 @@ class Counter:
                 command = self.runner.whole_program(client, url)
                 return {"calls": self.system_calls(*command),
                         "instructions": self.instructions(*command)}
-        import time;t=time.time();print(client.name,job.name,file=sys.stderr)
-        a= {
-            "calls": self.difference(client, job, self.system_calls, job.traced, 64 * MIB),
-            "instructions": self.difference(client, job, self.instructions, job.executed, 8 * MIB),
-        };print(client.name,job.name,time.time()-t,file=sys.stderr);return a
+        return {
+            "calls": self.difference(client, job, self.system_calls, job.traced, 256 * MIB),
+            "instructions": self.difference(client, job, self.instructions, job.executed, 16 * MIB),
+        }
 
     def all(self, pairs):
         """Counts disturb each other little, so that all processors may count."""
-        for _, job in pairs:
-            if job.server != "memory":  # before there are threads
-                for size in ([8 * MIB, 16 * MIB, 64 * MIB, 128 * MIB] if job.large else [job.size]):
-                    self.runner.world.provide(size)
+        for size in (PAGE, 16 * MIB, 256 * MIB):  # before there are threads
+            self.runner.world.provide(size)
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             counts = pool.map(lambda pair: self.both(*pair), pairs)
             return {(client.name, job.name): found

@@ -2,7 +2,6 @@
 
 import subprocess
 
-from jobs import MIB
 from report import lines
 
 COLOURS = {"floor": "#888888", "ours": "#c0392b", "peer": "#2c6fbb", "unranked": "#b9cfe6"}
@@ -24,7 +23,7 @@ def unit_of(job):
     if job.name == "start":
         return "milliseconds: less is better", lambda rate: 1000 / rate
     if job.large:
-        return "MB/s", lambda rate: rate / MIB * 1.048576
+        return "MB/s", lambda rate: rate / 1e6
     return "exchanges per second", lambda rate: rate
 
 

@@ -3,7 +3,7 @@
 import dataclasses
 import statistics
 
-from jobs import MIB
+from jobs import GIB
 
 COLUMNS = ("client", "rate", "from – to", "CPU", "peak memory", "system calls", "instructions",
            "rate / floor", "CPU / floor", "rate / best peer")
@@ -25,7 +25,7 @@ def make_line(client, job, found):
     runs = found["runs"]
     work = job.size if job.large else 1
     rates = [run["exchanges"] * work / run["seconds"] for run in runs]
-    each = 1024 * MIB / job.size if job.large else 1
+    each = GIB / job.size if job.large else 1
     cpu = statistics.median(
         (run["user"] + run["system"]) / run["exchanges"] * each for run in runs)
     peak = statistics.median(run["peak_kib"] for run in runs) / 1024
@@ -67,7 +67,7 @@ def show_count(count):
     for unit, name in ((1e9, " G"), (1e6, " M"), (1e3, " k")):
         if count >= 10 * unit:
             return f"{count / unit:.1f}{name}"
-    return f"{count:.0f}" if abs(count - round(count)) < 0.05 else f"{count:.1f}"
+    return f"{count:.0f}" if count >= 100 or abs(count - round(count)) < 0.05 else f"{count:.1f}"
 
 
 def show_ratio(value, other):

@@ -43,7 +43,8 @@ static double once(char** command, size_t wanted) {
         return -1;
     }
     close(ends[1]);
-    for (ssize_t count; (count = read(ends[0], buffer, sizeof buffer)) > 0; total += (size_t)count) {
+    for (ssize_t count; (count = read(ends[0], buffer, sizeof buffer)) > 0;
+         total += (size_t)count) {
         first = first < 0 ? now() - begin : first;
     }
     close(ends[0]);
@@ -68,8 +69,9 @@ int main(int argc, char** argv) {
         sum += first;
     }
     getrusage(RUSAGE_CHILDREN, &usage);
-    printf("{\"exchanges\": %lu, \"seconds\": %.6f, \"user\": %.6f, \"system\": %.6f, "
-           "\"peak_kib\": %ld}\n",
-           count, sum, seconds(usage.ru_utime), seconds(usage.ru_stime), usage.ru_maxrss);
+    printf(
+        "{\"exchanges\": %lu, \"seconds\": %.6f, \"user\": %.6f, \"system\": %.6f, "
+        "\"peak_kib\": %ld}\n",
+        count, sum, seconds(usage.ru_utime), seconds(usage.ru_stime), usage.ru_maxrss);
     return 0;
 }
