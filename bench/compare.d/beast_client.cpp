@@ -65,7 +65,8 @@ void noteHead(Work& work, Parser& parser) {
     const auto& head = parser.get();
     work.answer.status = head.result_int();
     work.answer.fields = static_cast<std::uint64_t>(std::distance(head.begin(), head.end()));
-    work.location = std::string(head[http::field::location]);
+    const auto location = head[http::field::location];
+    work.location.assign(location.data(), location.size());
 }
 
 template <class Stream>

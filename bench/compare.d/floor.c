@@ -165,7 +165,7 @@ static bool receiveHead(const struct Link* link, char* buffer, struct Head* head
 static bool receiveBody(const struct Link* link, struct State* state, const struct Head* head,
                         bool keep, struct Answer* answer) {
     answer->bytes = head->fill - head->size;
-    if (keep) {
+    if (keep && head->length != 0) {
         free(state->kept);
         state->kept = malloc(head->length);
         memcpy(state->kept, state->buffer + head->size, answer->bytes);
@@ -203,7 +203,7 @@ static bool hop(struct State* state, const struct Task* task, const struct Addre
 
 bool clientExchange(void* state, const struct Task* task, struct Answer* answer) {
     struct Address to = task->address;
-    struct Head head;
+    struct Head head = {0};
     for (int hops = 0; hops <= MostRedirects; ++hops) {
         if (!hop(state, task, &to, &head, answer)) {
             return false;

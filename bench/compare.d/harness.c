@@ -78,8 +78,8 @@ static bool makeTask(const char* job, const char* url, struct Task* task) {
         return complain(url, "not a URL with host, port and path");
     }
     task->url = url;
-    task->bundle = getenv("COMPARE_BUNDLE");
-    task->authority = getenv("COMPARE_AUTHORITY");
+    task->bundle = getenv("COMPARE_BUNDLE");        // NOLINT(concurrency-mt-unsafe): no thread yet
+    task->authority = getenv("COMPARE_AUTHORITY");  // NOLINT(concurrency-mt-unsafe): the same
     if (task->address.tls && (task->bundle == NULL || task->authority == NULL)) {
         return complain(url, "COMPARE_BUNDLE or COMPARE_AUTHORITY is not set");
     }

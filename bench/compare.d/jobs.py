@@ -79,7 +79,7 @@ class Client:
 
 
 CLIENTS = [
-    Client("floor", "floor: sockets and OpenSSL in C", "floor"),
+    Client("floor", "floor", "floor"),
     Client("nethttp", "nethttp", "ours"),
     Client("curl_new", "libcurl, a new handle each time"),
     Client("curl_one", "libcurl, one handle"),

@@ -1,5 +1,6 @@
 """Draws the rates by gnuplot: bars for each job, lines for the threads."""
 
+import re
 import subprocess
 
 from report import lines
@@ -7,16 +8,14 @@ from report import lines
 COLOURS = {"floor": "#888888", "ours": "#c0392b", "peer": "#2c6fbb", "unranked": "#b9cfe6"}
 
 
-def draw(script):
-    subprocess.run(["gnuplot"], input=script, text=True, check=True)
-
-
-def head(path, title, height):
-    return f"""set terminal svg size 760,{height} font "sans-serif,12" background "white"
+def draw(path, title, height, script):
+    head = f"""set terminal svg size 860,{height} font "sans-serif,12" background "white"
 set output "{path}"
 set title "{title}"
-set grid
 """
+    subprocess.run(["gnuplot"], input=head + script, text=True, check=True)
+    # Half of what gnuplot writes are groups with nothing in them.
+    path.write_text(re.sub(r"<g [^>]*>\s*</g>\n", "", path.read_text()))
 
 
 def unit_of(job):
@@ -31,10 +30,11 @@ def bars(path, job, found):
     """The median as a bar, the slowest and the fastest round as a line on it."""
     unit, scale = unit_of(job)
     found = sorted(found, key=lambda line: scale(line.rate))
-    rows = [f'{place} {scale(line.rate)} {scale(min(line.rates))} {scale(max(line.rates))} '
+    rows = [f"{place} {scale(line.rate)} {scale(min(line.rates))} {scale(max(line.rates))} "
             f'{int(COLOURS[line.client.role][1:], 16)} "{line.client.title}"'
             for place, line in enumerate(found)]
-    draw(head(path, job.title, 110 + 26 * len(found)) + f"""
+    draw(path, job.title, 110 + 26 * len(found), f"""
+set grid xtics
 set xlabel "{unit}"
 set style fill solid
 unset key
@@ -56,9 +56,10 @@ def threads(path, jobs, clients, results):
         if points:
             name = f"$c{len(blocks)}"
             blocks.append(f"{name} << END\n" + "\n".join(f"{x} {y}" for x, y in points) + "\nEND")
-            width = 3 if client.role in ("floor", "ours") else 1
-            curves.append(f'{name} with linespoints lw {width} title "{client.title}"')
-    draw(head(path, "Threads that ask for pages of 1 KiB", 420) + """
+            style = "lw 1" if client.role == "peer" else f'lw 3 lc rgb "{COLOURS[client.role]}"'
+            curves.append(f'{name} with linespoints {style} title "{client.title}"')
+    draw(path, "Threads that ask for pages of 1 KiB", 420, """
+set grid
 set logscale x 2
 set xlabel "threads"
 set ylabel "exchanges per second"

@@ -148,7 +148,7 @@ static int listenAnywhere(void) {
         listen(listener, SOMAXCONN) != 0 ||
         getsockname(listener, (struct sockaddr*)&address, &size) != 0) {
         perror("server");
-        exit(1);
+        exit(1);  // NOLINT(concurrency-mt-unsafe): there are no threads
     }
     port = ntohs(address.sin_port);
     return listener;
