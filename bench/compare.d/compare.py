@@ -19,17 +19,16 @@ import section  # noqa: E402 (the path stands above)
 
 
 def chosen(names, all_of_them, what):
-    """Those that are named; a name may stand for all that begin with it."""
+    """Those that are named; a name that is none stands for all that begin with it and a dash."""
     if not names:
         return all_of_them
-    found = [one for one in all_of_them
-             if any(one.name == name or one.name.startswith(name + "-") for name in names)]
-    unknown = [name for name in names if not any(
-        one.name == name or one.name.startswith(name + "-") for one in found)]
+    known = [one.name for one in all_of_them]
+    wanted = {name: [one for one in known if one == name] or
+                    [one for one in known if one.startswith(name + "-")] for name in names}
+    unknown = [name for name, found in wanted.items() if not found]
     if unknown:
-        known = " ".join(one.name for one in all_of_them)
-        sys.exit(f"no {what} {' '.join(unknown)}; there are: {known}")
-    return found
+        sys.exit(f"no {what} {' '.join(unknown)}; there are: {' '.join(known)}")
+    return [one for one in all_of_them if any(one.name in found for found in wanted.values())]
 
 
 def options(arguments):
