@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Puts the results of the micro-benchmarks into their section of a page, and prints it.
+"""Writes the results of the micro-benchmarks as Markdown.
 
-    section.py RESULT.json PAGE.md COMMAND
+    summary.py RESULT.json COMMAND
 
 Ends with status 1 when something grows faster than it may.
 """
@@ -13,8 +13,6 @@ import platform
 import statistics
 import sys
 
-BEGIN = "<!-- micro-benchmarks: written by bench/micro/run -->"
-END = "<!-- micro-benchmarks: end -->"
 # Of the time over the bound, as an exponent: 1 is the bound itself. Caches account for what lies
 # between; a factor of the size too many comes out near 2.
 MOST_GROWTH = 1.4
@@ -82,8 +80,7 @@ def table(times, fits):
 
 
 def section(rows, context, command):
-    return f"""{BEGIN}
-## Micro-benchmarks
+    return f"""## Micro-benchmarks
 
 Written by `bench/micro/run` on {context["date"][:10]}: {os.cpu_count()} cores, Linux {platform.release()},
 load average {context["load_avg"][0]:.1f} before the run.
@@ -100,31 +97,14 @@ the time grows, 1.0 being the bound itself. Above {MOST_GROWTH} the run fails.
 ```sh
 {command}
 ```
-{END}
 """
 
 
-def put(page, text):
-    """Puts the section in the place of the last one, or at the end of the page."""
-    before, after = "", ""
-    if os.path.exists(page):
-        with open(page, encoding="utf-8") as file:
-            before, found, rest = file.read().partition(BEGIN)
-        if found:
-            after = rest.partition(END + "\n")[2]
-        elif before:
-            before = before.rstrip("\n") + "\n\n"
-    with open(page, "w", encoding="utf-8") as file:
-        file.write(before + text + after)
-
-
 def main():
-    path, page, command = sys.argv[1:]
+    path, command = sys.argv[1:]
     times, fits, context = read(path)
     rows, faults = table(times, fits)
-    text = section(rows, context, command)
-    put(page, text)
-    print(text, end="")
+    print(section(rows, context, command), end="")
     if not rows or faults:
         sys.exit("\n".join(faults) or "no result")
 
