@@ -159,8 +159,8 @@ Written by `bench/compare` on {facts["date"]}: {facts["machine"]}, {facts["kerne
 
 How to read the tables: rates, CPU time and peak memory are medians over the rounds. CPU time is that
 of the client alone, user and system. System calls and instructions are per exchange, or per GiB
-where the body is large, from short runs of their own ({facts["counting"]}); counted as a
-difference, so that a program's start falls out. "Rate / floor" and "rate / best peer" are above 1
+where the body is large, from short runs of their own ({facts["counting"]});
+counted as a difference, so that a program's start falls out. "Rate / floor" and "rate / best peer" are above 1
 where the client is faster. Every exchange has a connection of its own. Every https client was first
 seen to refuse a certificate for another host and one of an unknown issuer, every client a body that
 was cut short.
