@@ -31,11 +31,12 @@ def compiler(build):
 
 
 def versions(build, clients):
-    found = {}
+    titles = {}  # by version: several clients may be of one library
     for client in clients:
         program = build / "bench/compare.d" / f"client_{client.name}"
         if program.exists():
-            found[client.title] = first_line(program, "--version")
+            titles.setdefault(first_line(program, "--version"), []).append(client.title)
+    found = {"; ".join(of_one): version for version, of_one in titles.items()}
     nginx = shutil.which("nginx", path=os.environ.get("PATH", "") + ":/usr/sbin")
     return {**found, "the command curl": first_line("curl", "--version"),
             "nginx": first_line(nginx, "-v").removeprefix("nginx version: ")}

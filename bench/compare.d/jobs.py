@@ -56,7 +56,7 @@ JOBS = [
     Job("head", "A head of 64 KiB with 500 fields", "head", "memory", "/head/500", 2000),
     Job("chain", "A chain of 10 redirects", "chain", "memory", "/chain/10", 300, traced=5,
         executed=3),
-    *(Job(f"threads-{n}", f"A page of 1 KiB, {n} threads", "stream", "memory", "/memory/{size}",
+    *(Job(f"threads-{n}", f"A page of 1 KiB, threads: {n}", "stream", "memory", "/memory/{size}",
           4000, threads=n) for n in (1, 2, 4, 8, 16)),
     Job("start", "From the start of a process to the first byte of a page", "", "memory",
         "/memory/{size}", 100, note="Whole programs; system calls and instructions are those of "

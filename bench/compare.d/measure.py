@@ -4,6 +4,7 @@ import concurrent.futures
 import json
 import os
 import re
+import shutil
 import sys
 
 from jobs import GIB, JOBS, MIB, PAGE
@@ -85,7 +86,7 @@ class Counter:
 
     def __init__(self, runner):
         self.runner = runner
-        self.by_perf = self.perf("true") is not None
+        self.by_perf = shutil.which("perf") is not None and self.perf("true") is not None
 
     @property
     def method(self):

@@ -39,12 +39,12 @@ def lines(job, clients, results):
 
 
 def best_peer(found):
-    peers = [line.rate for line in found if line.client.role == "peer"]
-    return max(peers) if peers else None
+    peers = [line for line in found if line.client.role == "peer"]
+    return max(peers, key=lambda line: line.rate) if peers else None
 
 
-def floor_of(found):
-    return next((line for line in found if line.client.role == "floor"), None)
+def in_role(found, role):
+    return next((line for line in found if line.client.role == role), None)
 
 
 def show_rate(job, rate):
@@ -79,7 +79,8 @@ def row(job, line, floor, best):
     cells = [line.client.title, show_rate(job, line.rate), " – ".join(edges),
              show_cpu(job, line.cpu), f"{line.peak:.1f} MiB", show_count(line.calls),
              show_count(line.instructions), show_ratio(line.rate, floor and floor.rate),
-             show_ratio(line.cpu, floor and floor.cpu), show_ratio(line.rate, best)]
+             show_ratio(line.cpu, floor and floor.cpu),
+             show_ratio(line.rate, best and best.rate)]
     return "| " + " | ".join(cells) + " |"
 
 
@@ -89,7 +90,7 @@ def table(header, rows):
 
 def job_section(job, clients, results):
     found = lines(job, clients, results)
-    floor, best = floor_of(found), best_peer(found)
+    floor, best = in_role(found, "floor"), best_peer(found)
     ordered = sorted(found, key=lambda line: -line.rate)
     text = [f"### {job.title}", f"![{job.title}](plots/{job.name}.svg)",
             table(COLUMNS, [row(job, line, floor, best) for line in ordered])]
@@ -99,6 +100,21 @@ def job_section(job, clients, results):
     if remarks:
         text.append("\n".join("- " + remark for remark in remarks))
     return "\n\n".join(text)
+
+
+def overview(jobs, clients, results):
+    """This library alone, at every job beside the floor and the best of the others."""
+    rows = []
+    for job in jobs:
+        found = lines(job, clients, results)
+        floor, ours, best = in_role(found, "floor"), in_role(found, "ours"), best_peer(found)
+        if floor and ours:
+            cells = [job.title, show_rate(job, ours.rate), show_ratio(ours.rate, floor.rate),
+                     show_ratio(ours.cpu, floor.cpu), best.client.title if best else "",
+                     show_ratio(ours.rate, best and best.rate)]
+            rows.append("| " + " | ".join(cells) + " |")
+    header = ("job", "nethttp", "rate / floor", "CPU / floor", "best peer", "rate / best peer")
+    return ["### Overview\n\n" + table(header, rows)] if rows else []
 
 
 def threads_section(jobs, clients, results):
@@ -123,7 +139,8 @@ def threads_section(jobs, clients, results):
 
 
 def sections(jobs, clients, results):
-    found = [job_section(job, clients, results) for job in jobs if not job.threaded]
+    found = overview(jobs, clients, results)
+    found += [job_section(job, clients, results) for job in jobs if not job.threaded]
     threaded = [job for job in jobs if job.threaded]
     if threaded:
         found.append(threads_section(threaded, clients, results))
@@ -142,8 +159,8 @@ Written by `bench/compare` on {facts["date"]}: {facts["machine"]}, {facts["kerne
 
 How to read the tables: rates, CPU time and peak memory are medians over the rounds. CPU time is that
 of the client alone, user and system. System calls and instructions are per exchange, or per GiB
-where the body is large, from short runs of their own ({facts["counting"]}); counted as a
-difference, so that a program's start falls out. "Rate / floor" and "rate / best peer" are above 1
+where the body is large, from short runs of their own ({facts["counting"]});
+counted as a difference, so that a program's start falls out. "Rate / floor" and "rate / best peer" are above 1
 where the client is faster. Every exchange has a connection of its own. Every https client was first
 seen to refuse a certificate for another host and one of an unknown issuer, every client a body that
 was cut short.

@@ -13,6 +13,7 @@ sys.path.insert(0, str(ROOT / "tests/system"))
 from support import Nginx, end_with_parent, must, run  # noqa: E402 (the path stands above)
 
 BUNDLE = pathlib.Path("/etc/ssl/certs/ca-certificates.crt")
+LIMIT = 300  # seconds
 TLS = "ssl_certificate {0}.pem; ssl_certificate_key {0}.key;"
 
 
@@ -114,4 +115,8 @@ class World:
 
 
 def run_program(command, environment):
-    return run(command, env=environment, timeout=300)
+    """Runs a client to its end, of which a limit sees to it that there is one."""
+    try:
+        return run(command, env=environment, timeout=LIMIT)
+    except subprocess.TimeoutExpired:
+        sys.exit(f"{' '.join(map(str, command))}: no end after {LIMIT} s")
