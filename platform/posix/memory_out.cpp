@@ -57,10 +57,11 @@ private:
     /// the first touch.
     void makePages(std::uint64_t end) noexcept {
         while (mapped_ && made_ < end) {
-            const bool huge = hugePages_ && capacity_ >= SmallestHugeBlock &&
-                              reinterpret_cast<std::uintptr_t>(bytes() + made_) % HugePageSize == 0;
+            const std::uint64_t rest =
+                HugePageSize - reinterpret_cast<std::uintptr_t>(bytes() + made_) % HugePageSize;
+            const bool huge = hugePages_ && rest == HugePageSize && capacity_ >= SmallestHugeBlock;
             const std::uint64_t count =
-                std::min(huge ? HugePageSize : SmallPagesAtOnce, capacity_ - made_);
+                std::min({huge ? HugePageSize : SmallPagesAtOnce, rest, capacity_ - made_});
             const auto begin = std::chrono::steady_clock::now();
             (void)madvise(bytes() + made_, count, MADV_POPULATE_WRITE);
             made_ += count;
