@@ -90,6 +90,15 @@ private:
 /// Writes a dump of memory at level 1, if the log wants it.
 void dumpBytes(Channel channel, const void* start, std::size_t count);
 
+/// What the words of the boot parameter switch on.
+struct DebugSwitches {
+    bool connect = false;
+    bool sslCerts = false;
+};
+
+/// Reads the words of a boot parameter; null has none.
+DebugSwitches readDebugSwitches(const Ref<String>& bootParameter);
+
 /// Trace records of connecting, of the TLS handshake and of every exchange are wanted.
 bool connectDebug();
 /// A dump of every certificate is wanted.
