@@ -86,8 +86,7 @@ Ref<Request> requestOf(const Scenario& scenario) {
         request->setBody(MemInStrm::create("a body to send"));
     }
     if (scenario.cancelled) {
-        request->setCancelArgument(1);
-        request->setCancelQuery([asked = 0]() mutable { return ++asked > 2; });
+        request->cancelWhen([asked = 0]() mutable { return ++asked > 2; });
     }
     return request;
 }
