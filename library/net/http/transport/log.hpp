@@ -73,8 +73,8 @@ public:
     template <class Number>
     LogRecord& operator<<(HexDec<Number> number) {
         // The hexadecimal digits are those of the number's own width, a negative one's too.
-        appendHexDec(static_cast<std::make_unsigned_t<Number>>(number.value), number.value,
-                     std::is_signed_v<Number>);
+        appendHexDec(static_cast<std::make_unsigned_t<Number>>(number.value),
+                     static_cast<std::uint64_t>(number.value), std::is_signed_v<Number>);
         return *this;
     }
 
