@@ -81,7 +81,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const bool prepared = prepare();
     fuzz::quietLog();
     fuzz::Input input(data, size);
-    const CertificatePtr certificate = certificateOf(input.octet(), input.rest());
+    const std::uint8_t kind = input.octet();
+    const CertificatePtr certificate = certificateOf(kind, input.rest());
     ERR_clear_error();
     const StorePtr store(X509_STORE_CTX_new());
     X509_STORE_CTX_set_current_cert(store.get(), certificate.get());
