@@ -104,6 +104,84 @@ std::string resolveDots(const std::string& location, const std::string& base) {
     return url + part(location, tailOf(location), location.size());
 }
 
+int valueOf(char32_t digit) {
+    const std::u32string digits = U"0123456789abcdef0123456789ABCDEF";
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (digits[i] == digit) {
+            return static_cast<int>(i % 16);
+        }
+    }
+    return -1;
+}
+
+/// The bytes of escapes that follow each other.
+using Bytes = std::vector<unsigned>;
+
+/// Answers how many bytes a character has that begins with this one, 0 if none does.
+std::size_t lengthOf(unsigned lead) {
+    if (lead < 0x80) {
+        return 1;
+    }
+    if (lead <= 0xDF) {
+        return 2;
+    }
+    if (lead <= 0xEF) {
+        return 3;
+    }
+    return lead <= 0xF4 ? 4 : 0;
+}
+
+bool canGoOn(const Bytes& bytes) {
+    bool sound = lengthOf(bytes[0]) != 0;
+    for (std::size_t i = 1; i < bytes.size(); ++i) {
+        sound = sound && bytes[i] >= 0x80 && bytes[i] <= 0xBF;
+    }
+    return sound;
+}
+
+char32_t characterOf(const Bytes& bytes) {
+    if (bytes[0] >= 0x80 && bytes[0] <= 0xBF) {
+        return U'?';
+    }
+    constexpr unsigned firstOfLength[] = {0, 0, 0xC0, 0xE0, 0xF0};
+    char32_t character = bytes[0] - firstOfLength[bytes.size()];
+    for (std::size_t i = 1; i < bytes.size(); ++i) {
+        character = character * 64 + (bytes[i] - 0x80);
+    }
+    return character;
+}
+
+/// The characters that come out, and the escapes that wait for more bytes.
+class Unescaped {
+public:
+    [[nodiscard]] bool waits() const { return !bytes_.empty(); }
+    void add(const std::u32string& characters) { out_ += characters; }
+    /// Takes an escape as it stands, and its byte.
+    void add(const std::u32string& escape, unsigned byte) {
+        waiting_ += escape;
+        bytes_.push_back(byte);
+        if (canGoOn(bytes_) && bytes_.size() < lengthOf(bytes_[0])) {
+            return;
+        }
+        if (canGoOn(bytes_)) {
+            out_ += characterOf(bytes_);
+        } else {
+            const std::u32string digits = U"0123456789abcdef";
+            for (const unsigned broken : bytes_) {
+                out_ += {U'%', digits[broken / 16], digits[broken % 16]};
+            }
+        }
+        bytes_.clear();
+        waiting_.clear();
+    }
+    [[nodiscard]] std::u32string end() const { return out_ + waiting_; }
+
+private:
+    std::u32string out_;
+    std::u32string waiting_;
+    Bytes bytes_;
+};
+
 std::optional<std::string> copyOf(const Ref<String>& text) {
     return text ? std::optional(std::string(text->view())) : std::nullopt;
 }
@@ -190,6 +268,44 @@ Chain::Step Chain::take(const std::string& location, const Hop& hop) {
     visited_.insert(*current_);
     current_ = redirectTarget(location, *current_, hop);
     return visited_.count(*current_) != 0 ? Step::Cycle : Step::Moved;
+}
+
+std::optional<std::u32string> decode(const std::u32string& text) {
+    Unescaped unescaped;
+    bool started = false;  // only then a "+" is a blank
+    for (std::size_t i = 0; i < text.size();) {
+        started = started || text[i] == U'%';
+        const int high = i + 1 < text.size() ? valueOf(text[i + 1]) : -1;
+        const int low = i + 2 < text.size() ? valueOf(text[i + 2]) : -1;
+        if (text[i] == U'%' && high >= 0 && low >= 0) {
+            unescaped.add(text.substr(i, 3), static_cast<unsigned>(high * 16 + low));
+            i += 3;
+            continue;
+        }
+        const std::size_t taken = text[i] != U'%' ? 1 : high >= 0 ? 3 : 2;
+        const bool unfinished = i + taken > text.size();
+        if (unescaped.waits() && !unfinished) {
+            return std::nullopt;
+        }
+        if (unfinished) {
+            return unescaped.end() + text.substr(i);
+        }
+        unescaped.add(text[i] == U'+' && started ? U" " : text.substr(i, taken));
+        i += taken;
+    }
+    return unescaped.end();
+}
+
+std::u32string decodeByLibrary(const std::string& text) {
+    return charactersOf(std::string(Request::httpDecode(text)->view()));
+}
+
+std::u32string charactersOf(const std::string& text) {
+    std::size_t count = 0;
+    char32_t* const characters = String::create(text)->copyCodePoints(&count);
+    std::u32string copy(characters, count);
+    Heap::free(characters, Heap::Array);
+    return copy;
 }
 
 std::string Texts::next(std::size_t most) {

@@ -54,6 +54,16 @@ private:
     std::set<std::string> visited_;
 };
 
+/// Takes the escapes out of a text, character by character. @return Nothing where the rules leave the
+/// result open: when other text comes before the last byte of an escaped character.
+std::optional<std::u32string> decode(const std::u32string& text);
+
+/// What the library answers to the same question. @param text  Its octets.
+std::u32string decodeByLibrary(const std::string& text);
+
+/// Answers the characters of a text as the library takes them.
+std::u32string charactersOf(const std::string& text);
+
 /// Makes texts of the pieces from which URLs are made, always the same ones in the same order.
 class Texts {
 public:
