@@ -63,6 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         texts.emplace_back(input.until("\n"));
     }
     std::vector<const char*> arguments;
+    arguments.reserve(texts.size());
     for (const std::string& text : texts) {
         arguments.push_back(text.c_str());
     }
