@@ -151,6 +151,14 @@ char32_t characterOf(const Bytes& bytes) {
     return character;
 }
 
+/// Answers how many characters belong together: up to that which ends an escape, or breaks it.
+std::size_t lengthOfEscape(const std::u32string& text, std::size_t at) {
+    if (text[at] != U'%') {
+        return 1;
+    }
+    return at + 1 < text.size() && valueOf(text[at + 1]) >= 0 ? 3 : 2;
+}
+
 /// The characters that come out, and the escapes that wait for more bytes.
 class Unescaped {
 public:
@@ -275,22 +283,18 @@ std::optional<std::u32string> decode(const std::u32string& text) {
     bool started = false;  // only then a "+" is a blank
     for (std::size_t i = 0; i < text.size();) {
         started = started || text[i] == U'%';
-        const int high = i + 1 < text.size() ? valueOf(text[i + 1]) : -1;
-        const int low = i + 2 < text.size() ? valueOf(text[i + 2]) : -1;
-        if (text[i] == U'%' && high >= 0 && low >= 0) {
-            unescaped.add(text.substr(i, 3), static_cast<unsigned>(high * 16 + low));
-            i += 3;
-            continue;
+        const std::size_t taken = lengthOfEscape(text, i);
+        const std::u32string piece = text.substr(i, taken);
+        if (i + taken > text.size()) {
+            return unescaped.end() + piece;
         }
-        const std::size_t taken = text[i] != U'%' ? 1 : high >= 0 ? 3 : 2;
-        const bool unfinished = i + taken > text.size();
-        if (unescaped.waits() && !unfinished) {
+        if (taken == 3 && valueOf(piece[2]) >= 0) {
+            unescaped.add(piece, static_cast<unsigned>(valueOf(piece[1]) * 16 + valueOf(piece[2])));
+        } else if (unescaped.waits()) {
             return std::nullopt;
+        } else {
+            unescaped.add(piece == U"+" && started ? U" " : piece);
         }
-        if (unfinished) {
-            return unescaped.end() + text.substr(i);
-        }
-        unescaped.add(text[i] == U'+' && started ? U" " : text.substr(i, taken));
         i += taken;
     }
     return unescaped.end();
