@@ -1,6 +1,6 @@
-# The library's own units, which the shared library hides: for unit tests and micro-benchmarks.
-# Include their headers as they do themselves; a program links either this or the library's own
-# target.
+# The library's own units, which the shared library hides: for unit tests, micro-benchmarks and fuzz
+# targets. Include their headers as they do themselves; a program links either this or the library's
+# own target.
 find_package(OpenSSL 3.0 REQUIRED)
 if(TARGET nethttp_internals)
     return()

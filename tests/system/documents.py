@@ -11,7 +11,7 @@ import re
 import sys
 
 LINK = re.compile(r"\]\((?!https?:)([^)#\s]+)(?:#[^)]*)?\)")
-PATH = re.compile(r"`((?:library|platform|apps|tests|scripts|docs|cmake|bench|examples)/[\w./-]+)`")
+PATH = re.compile(r"`((?:library|platform|apps|tests|scripts|docs|cmake|bench|examples|fuzz)/[\w./-]+)`")
 # A text for a person begins with a capital letter and has more than one word.
 LITERAL = re.compile(r'"([A-Z][^"\\\n]* [^"\\\n]*)"')
 DOCUMENTED = re.compile(r"`([A-Z][^`]* [^`]*)`")

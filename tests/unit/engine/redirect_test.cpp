@@ -6,6 +6,7 @@
 
 #include "tests/support/host.hpp"
 #include "tests/support/log_capture.hpp"
+#include "tests/support/plain_rules.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {
@@ -71,6 +72,19 @@ TEST(RedirectTarget, Table) {
     }
     const HopTarget secure = {str("https"), str("[::1]"), 8443, str("/")};
     EXPECT_EQ(plain(redirectTarget("/x", "https://[::1]:8443/", secure)), "https://[::1]:8443/x");
+}
+
+TEST(RedirectTarget, AgreesWithAPlainRewriteOfItsRules) {
+    plain_rules::Texts texts({"http://h", "://", "/", "/a", ".", "..", "./", "../", "b", "?", "#",
+                              "/c/d", ":", "ftp", "?p=/", " "});
+    const plain_rules::Hop plainHop = {"http", "h", 80};
+    for (int i = 0; i < 20'000; ++i) {
+        const std::string location = texts.next(6);
+        const std::string current = texts.next(6);
+        ASSERT_EQ(plain(redirectTarget(location, current, hop())),
+                  plain_rules::redirectTarget(location, current, plainHop))
+            << location << " from " << current;
+    }
 }
 
 HeaderFields locationOf(const char* location) {

@@ -2,6 +2,7 @@
 
 #include "net/http/http.hpp"
 #include "tests/support/host.hpp"
+#include "tests/support/plain_rules.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {
@@ -96,6 +97,21 @@ TEST(HttpDecode, Table) {
         EXPECT_EQ(plain(Request::httpDecode(input)), row.output);
         EXPECT_EQ(input->referenceCount(), 1U);
     }
+}
+
+TEST(HttpDecode, AgreesWithAPlainRewriteOfItsRules) {
+    plain_rules::Texts texts({"%41", "%C3", "%A9", "%e2%82", "%ac", "%F0%9F", "%98%80", "%80",
+                              "%F5", "%ED%A0%80", "%F4%90%80%80", "%", "%4", "z", "+", "\u00e9",
+                              "\xFF"});
+    std::size_t compared = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        const std::string text = texts.next(7);
+        const auto wanted = plain_rules::decode(plain_rules::charactersOf(text));
+        compared += wanted ? 1U : 0U;
+        ASSERT_TRUE(!wanted || plain_rules::decodeByLibrary(text) == *wanted)
+            << testing::PrintToString(text);
+    }
+    EXPECT_GT(compared, 5'000U);
 }
 
 TEST(HttpDecode, WithoutPercentGivesTheSameObject) {

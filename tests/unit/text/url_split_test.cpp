@@ -2,6 +2,7 @@
 
 #include "net/http/http.hpp"
 #include "tests/support/host.hpp"
+#include "tests/support/plain_rules.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {
@@ -79,6 +80,22 @@ TEST(SplitUrl, Table) {
         EXPECT_EQ(port, row.port);
         EXPECT_EQ(plain(path), row.path);
     }
+}
+
+TEST(SplitUrl, AgreesWithAPlainRewriteOfItsRules) {
+    plain_rules::Texts texts({"://", "http", "HTTPS", ":", "/", "h", "80", "65535", "65536", "0",
+                              "[::1]", "@", "?", "#", ".", " ", "+", std::string(1, '\0'), "\xC3"});
+    std::size_t good = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        const std::string url = (texts.below(2) == 1 ? "http://h:" : "") + texts.next(8);
+        const bool keepPort = texts.below(2) == 1;
+        const bool keepPath = texts.below(2) == 1;
+        const plain_rules::SplitResult wanted = plain_rules::split(url, keepPort, keepPath);
+        good += wanted.error == 0 ? 1U : 0U;
+        ASSERT_EQ(plain_rules::splitByLibrary(url, keepPort, keepPath), wanted)
+            << testing::PrintToString(url) << ", flags " << keepPort << keepPath;
+    }
+    EXPECT_GT(good, 2'000U);
 }
 
 TEST(SplitUrl, NullIsAnErrorOfItsOwn) {

@@ -45,25 +45,11 @@ Ref<SysLogStream> beginRecord(Channel channel, Level level) {
 }
 
 OnceFlag switchesRead;
-bool connectDebugOn = false;
-bool sslCertsDebugOn = false;
-
-void loadDebugSwitches() {
-    const Ref<TVector<Ref<String>>> words = StringUtil::split(Sys::bootParameter(), ' ', 0);
-    if (!words) {
-        return;
-    }
-    for (const Ref<String>& word : *words) {
-        if (word->equals("lib.net.http.sslcerts.debug")) {
-            sslCertsDebugOn = true;
-        } else if (word->equals("lib.net.http.connect.debug")) {
-            connectDebugOn = true;
-        }
-    }
-}
+DebugSwitches debugSwitches;
 
 void ensureDebugSwitches() {
-    InitCode::_do_call_once(switchesRead, loadDebugSwitches);
+    InitCode::_do_call_once(switchesRead,
+                            [] { debugSwitches = readDebugSwitches(Sys::bootParameter()); });
 }
 
 }  // namespace
@@ -103,14 +89,30 @@ void dumpBytes(Channel channel, const void* start, std::size_t count) {
     }
 }
 
+DebugSwitches readDebugSwitches(const Ref<String>& bootParameter) {
+    DebugSwitches switches;
+    const Ref<TVector<Ref<String>>> words = StringUtil::split(bootParameter, ' ', 0);
+    if (!words) {
+        return switches;
+    }
+    for (const Ref<String>& word : *words) {
+        if (word->equals("lib.net.http.sslcerts.debug")) {
+            switches.sslCerts = true;
+        } else if (word->equals("lib.net.http.connect.debug")) {
+            switches.connect = true;
+        }
+    }
+    return switches;
+}
+
 bool connectDebug() {
     ensureDebugSwitches();
-    return connectDebugOn;
+    return debugSwitches.connect;
 }
 
 bool sslCertsDebug() {
     ensureDebugSwitches();
-    return sslCertsDebugOn;
+    return debugSwitches.sslCerts;
 }
 
 bool isDebugRequest(Definitions::Set<Client::Request::Flag> flags) {

@@ -73,8 +73,8 @@ public:
     template <class Number>
     LogRecord& operator<<(HexDec<Number> number) {
         // The hexadecimal digits are those of the number's own width, a negative one's too.
-        appendHexDec(static_cast<std::make_unsigned_t<Number>>(number.value), number.value,
-                     std::is_signed_v<Number>);
+        appendHexDec(static_cast<std::make_unsigned_t<Number>>(number.value),
+                     static_cast<std::uint64_t>(number.value), std::is_signed_v<Number>);
         return *this;
     }
 
@@ -89,6 +89,15 @@ private:
 
 /// Writes a dump of memory at level 1, if the log wants it.
 void dumpBytes(Channel channel, const void* start, std::size_t count);
+
+/// What the words of the boot parameter switch on.
+struct DebugSwitches {
+    bool connect = false;
+    bool sslCerts = false;
+};
+
+/// Reads the words of a boot parameter; null has none.
+DebugSwitches readDebugSwitches(const Ref<String>& bootParameter);
 
 /// Trace records of connecting, of the TLS handshake and of every exchange are wanted.
 bool connectDebug();
