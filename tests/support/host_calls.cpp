@@ -121,9 +121,8 @@ int ftruncate(int descriptor, off_t size) noexcept {
 }
 
 int socket(int domain, int type, int protocol) noexcept {
-    return make(Call::Socket, [&](const Treatment&) {
-        return next(socket, "socket")(domain, type, protocol);
-    });
+    return make(Call::Socket,
+                [&](const Treatment&) { return next(socket, "socket")(domain, type, protocol); });
 }
 
 int connect(int descriptor, const sockaddr* address, socklen_t length) {
