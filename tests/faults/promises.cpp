@@ -23,7 +23,6 @@ constexpr std::string_view NoHead = "Failed to send data to ";
 constexpr std::string_view NoBody = "Failed to write data; error: ";
 constexpr std::string_view NoAnswer = "Could not receive data; error: ";
 constexpr std::string_view NoHandshake = "TLS handshake failed to ";
-constexpr std::string_view SslError = "SSL error: ";
 
 const Promise* find(const Promises& promises, const Kind* kind) {
     const auto found = std::find_if(promises.rbegin(), promises.rend(),
@@ -91,7 +90,9 @@ std::string judgeAnswer(const Result& seen, const Result& good, const Promise& p
     if (!good.ok || seen.text != good.text) {
         fault += "another answer than without the fault: " + good.text + "; ";
     }
-    return fault + unexpected(seen.texts(4), good.texts(4), {}, 0);
+    const std::vector<std::string_view> none;
+    return fault +
+           unexpected(seen.texts(4), good.texts(4), promise.isOfADump ? promise.failures : none, 0);
 }
 
 std::string judgeFailure(const Point& point, const Result& seen, const Promise& promise) {
@@ -133,18 +134,6 @@ Promises hostPromises() {
     };
 }
 
-Promises tlsPromises() {
-    Promises all = hostPromises();
-    all.push_back(
-        {&kindOf(Call::Send),
-         {NoHandshake, SslError, "Failed to write all data to SSL engine", NoHead, NoBody},
-         {"Wrote nothing to socket from BIO; error: "}});
-    all.push_back({&kindOf(Call::Recv),
-                   {NoHandshake, SslError, NoAnswer, "Read of "},
-                   {"Read nothing from socket for BIO; error: "}});
-    return all;
-}
-
 std::function<std::string(const Point&, const Result&, const Result&)> judgeBy(Promises promises) {
     return [promises = std::move(promises)](const Point& point, const Result& seen,
                                             const Result& good) -> std::string {
@@ -156,6 +145,16 @@ std::function<std::string(const Point&, const Result&, const Result&)> judgeBy(P
         }
         return judgeWarnings(point, seen, good, promise) +
                (seen.ok ? judgeAnswer(seen, good, promise) : judgeFailure(point, seen, promise));
+    };
+}
+
+std::function<std::string(const Point&, const Result&, const Result&)> judgeRefusal() {
+    return [](const Point&, const Result& seen, const Result&) -> std::string {
+        if (seen.ok) {
+            return "a server is accepted that must be refused; ";
+        }
+        return std::string(seen.error == ErrTransfer ? "" : "another code than promised; ") +
+               (seen.texts(4).empty() ? "a failure without a record; " : "");
     };
 }
 

@@ -70,4 +70,8 @@ Treatment next(const Kind& kind) noexcept {
     return current != nullptr ? current->visit(kind) : Treatment{};
 }
 
+bool isCounting() noexcept {
+    return current != nullptr;
+}
+
 }  // namespace FaultPoints

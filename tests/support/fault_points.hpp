@@ -88,4 +88,7 @@ private:
 /// Answers what becomes of this call, and counts it.
 Treatment next(const Kind& kind) noexcept;
 
+/// Tells whether this thread counts its calls.
+bool isCounting() noexcept;
+
 }  // namespace FaultPoints

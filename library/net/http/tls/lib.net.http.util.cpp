@@ -84,10 +84,12 @@ void configure(SSL_CTX* context) {
     (void)SSL_CTX_load_verify_locations(context, bundle->cText(), nullptr);
 }
 
+constexpr unsigned NameCheck = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
+
 /// Sets the name for the check of the certificate and for the server's choice of one (RFC 6066,
 /// section 3).
 void setHost(SSL* ssl, const Ref<String>& host) {
-    SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    SSL_set_hostflags(ssl, NameCheck);
     char* const name = host->copyBytes(nullptr);
     (void)SSL_set1_host(ssl, name);
     (void)SSL_set_tlsext_host_name(ssl, name);
@@ -122,10 +124,28 @@ bool hasCertificate(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
     return forgiven;
 }
 
+bool isNamed(X509* certificate, const Ref<String>& host) {
+    char* const name = host->copyBytes(nullptr);
+    const bool matches = X509_check_host(certificate, name, 0, NameCheck, nullptr) == 1 ||
+                         X509_check_ip_asc(certificate, name, 0) == 1;
+    Heap::free(name, Heap::Array);
+    return matches;
+}
+
+/// Answers the result that the handshake left. OpenSSL forgets the name, and with it the check,
+/// where it lacks the memory to copy it, and does not say so: a good result is looked at again.
+long verifyResult(SSL* ssl, const Ref<String>& host) {
+    const long result = SSL_get_verify_result(ssl);
+    X509* const certificate = SSL_get0_peer_certificate(ssl);
+    const bool isWrong =
+        result == X509_V_OK && certificate != nullptr && !isNamed(certificate, host);
+    return isWrong ? X509_V_ERR_HOSTNAME_MISMATCH : result;
+}
+
 /// Applies the policy to the result that the handshake left, as the callback did to each
 /// certificate.
 bool isAccepted(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
-    const long result = SSL_get_verify_result(ssl);
+    const long result = verifyResult(ssl, host);
     if (result == X509_V_OK) {
         return true;
     }
