@@ -96,7 +96,8 @@ std::string judgeAnswer(const Result& seen, const Result& good, const Promise& p
 }
 
 std::string judgeFailure(const Point& point, const Result& seen, const Promise& promise) {
-    const std::uint32_t code = promise.code != 0 ? promise.code : codeOf(point);
+    const std::uint32_t promised = promise.code != 0 ? promise.code : codeOf(point);
+    const std::uint32_t code = promised == AnyCode ? 0 : promised;
     std::string fault;
     if (seen.error != ErrTransfer && seen.error != code) {
         fault += "another code than promised; ";

@@ -9,6 +9,9 @@
 /// What docs/errors.md promises for calls that fail.
 namespace FaultWalk {
 
+/// Stands for a code that nobody can foresee.
+inline constexpr std::uint32_t AnyCode = UINT32_MAX;
+
 struct Promise {
     const Kind* kind = nullptr;
     /// How the record of a failure may begin. None: the fault does not show.
