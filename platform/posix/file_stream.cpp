@@ -73,7 +73,8 @@ private:
 /// been read to its end.
 class FileSource final : public Object, public virtual Interfaces::Stripe {
 public:
-    explicit FileSource(Host::Descriptor file) noexcept : file_(std::move(file)) {}
+    FileSource(Host::Descriptor file, std::uint64_t length) noexcept
+        : file_(std::move(file)), length_(length) {}
 
     std::int64_t read(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
         const std::uint64_t wanted = std::min(size, length() - position_);
@@ -98,9 +99,9 @@ public:
     std::uint64_t position() override { return position_; }
     std::uint64_t length() override {
         struct stat facts = {};
-        if (position_ == 0) {
-            const bool known = fstat(file_.number(), &facts) == 0;
-            length_ = known ? static_cast<std::uint64_t>(facts.st_size) : 0;
+        // A file that cannot be asked keeps its length: no body at all would pass for an upload.
+        if (position_ == 0 && fstat(file_.number(), &facts) == 0) {
+            length_ = static_cast<std::uint64_t>(facts.st_size);
         }
         return length_;
     }
@@ -108,7 +109,7 @@ public:
 private:
     Host::Descriptor file_;
     std::uint64_t position_ = 0;  // never behind `length_`
-    std::uint64_t length_ = 0;
+    std::uint64_t length_;
 };
 
 Host::Descriptor openFile(const Ref<String>& path, int flags) noexcept {
@@ -129,7 +130,8 @@ Ref<Interfaces::Stripe> FileStrm::openForReading(const Ref<String>& path) {
     struct stat facts = {};
     if (file && fstat(file.number(), &facts) == 0) {
         if (S_ISREG(facts.st_mode)) {
-            return Ref<FileSource>::make(std::move(file));
+            const auto length = static_cast<std::uint64_t>(facts.st_size);
+            return Ref<FileSource>::make(std::move(file), length);
         }
         errno = S_ISDIR(facts.st_mode) ? EISDIR : ESPIPE;
     }

@@ -159,6 +159,18 @@ TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
     EXPECT_TRUE(requestFor(server)->perform(0));  // the second one would have answered
 }
 
+TEST(FileBody, ThatCannotBeMeasuredAgainIsSentAllTheSame) {
+    const TemporaryFile file("abc");
+    const Ref<Interfaces::Stripe> body = FileStrm::openForReading(str(file.path()));
+    ASSERT_TRUE(body);
+    ScriptedServer server{Expect{"Content-Length: 3"}, ReadHead{}, ExpectExactly{"abc"},
+                          Send{Head + "abcde"}};
+    const Fault lost(Call::Fstat, {.error = EIO});
+    EXPECT_TRUE(requestFor(server)->setBody(body)->perform(0));
+    EXPECT_GT(lost.hits(), 0U);
+    EXPECT_TRUE(server.finished()) << server.report();
+}
+
 struct MemoryCase {
     const char* name;
     bool hasBody;

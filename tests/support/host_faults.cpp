@@ -1,24 +1,64 @@
-// The calls below take the place of the host's for the whole process, so they must work at any
-// time: before main, in the loader and inside the sanitizers' own set-up.
+// What the calls of host_calls.cpp are told to do.
 
 #include "tests/support/host_faults.hpp"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
-#include <cstdarg>
-#include <cstring>
 #include <utility>
 
-#include <dlfcn.h>
 #include <netdb.h>
-#include <sys/mman.h>
-#include <sys/socket.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+
+#include "tests/support/host_calls.hpp"
 
 namespace HostFaults {
 namespace {
+
+using FaultPoints::Kind;
+
+// In the order of `Call`. What only a wrong argument brings about is left out.
+constexpr std::array<Kind, CallCount> Kinds = {{
+    {"mmap", {ENOMEM, EAGAIN, ENFILE, EPERM, EACCES}},
+    {"mremap", {ENOMEM, EAGAIN}},
+    {"munmap", {ENOMEM}},
+    {"madvise", {EINVAL, ENOMEM, EAGAIN}},
+    {"memfd_create", {EMFILE, ENFILE, ENOMEM, ENOSYS, EPERM, EACCES}},
+    {"ftruncate", {EFBIG, EIO, EPERM, ENOSPC, ENOMEM}, true},
+    {"socket", {EMFILE, ENFILE, ENOBUFS, ENOMEM, EACCES, EAFNOSUPPORT, EPROTONOSUPPORT}},
+    {"connect",
+     {ECONNREFUSED, ETIMEDOUT, ENETUNREACH, EHOSTUNREACH, EADDRNOTAVAIL, EADDRINUSE, EACCES, EPERM,
+      ECONNRESET, EINPROGRESS, EAGAIN, ENOBUFS},
+     true},
+    {"send",
+     {EPIPE, ECONNRESET, ENOBUFS, ENOMEM, ETIMEDOUT, EHOSTUNREACH, ENETUNREACH, ENETDOWN, EPERM},
+     true,
+     true,
+     true},
+    {"recv",
+     {ECONNRESET, ETIMEDOUT, ENOMEM, EHOSTUNREACH, ENETUNREACH, ECONNREFUSED, EIO},
+     true,
+     true,
+     true,
+     true},
+    {"setsockopt", {ENOPROTOOPT, EINVAL, ENOMEM, ENOBUFS, EPERM}},
+    {"getsockopt", {ENOBUFS, ENOMEM, ENOPROTOOPT}},
+    {"poll", {ENOMEM, EINVAL}, true, false, false, true},
+    {"open",
+     {EMFILE, ENFILE, ENOENT, EACCES, EISDIR, EROFS, ENOSPC, ENOMEM, ELOOP, EIO, ETXTBSY, EDQUOT},
+     true},
+    {"close", {EIO, ENOSPC, EDQUOT}, true},
+    {"read", {EIO, ENOMEM}, true, true, true, true},
+    {"write", {ENOSPC, EIO, EDQUOT, EFBIG, EPIPE, EPERM}, true, true, true},
+    {"pread", {EIO, ENOMEM, ESTALE}, true, false, true, true},
+    {"fstat", {EIO, ENOMEM, ESTALE, EOVERFLOW}},
+    {"fcntl", {EMFILE, ENOLCK}},
+    {"sigtimedwait", {EAGAIN}, true},
+    {"clock_nanosleep", {}, true},
+    {"getaddrinfo",
+     {EAI_NONAME, EAI_AGAIN, EAI_FAIL, EAI_MEMORY, EAI_SYSTEM, EAI_NODATA, EAI_ADDRFAMILY,
+      EAI_FAMILY, EAI_SERVICE}},
+}};
 
 struct State {
     bool armed = false;
@@ -32,22 +72,16 @@ struct State {
 // Plain data without construction, so that a call in the loader may look at it.
 thread_local constinit std::array<State, CallCount> states{};
 
-struct Name {
-    const char* text = nullptr;
-    const char* first = nullptr;
-    const char* second = nullptr;
-};
-
 thread_local constinit Name twoAddresses{};
 
-State& stateOf(Call call) {
+constinit std::atomic<std::ptrdiff_t> mapped{0};
+
+State& stateOf(Call call) noexcept {
     return states[static_cast<std::size_t>(call)];
 }
 
-/// Counts the call and tells whether this one is to fail.
-bool failsNow(Call call) {
-    State& state = stateOf(call);
-    ++state.calls;
+/// Tells whether a `Fault` wants this call.
+bool isFaulty(State& state) noexcept {
     if (!state.armed) {
         return false;
     }
@@ -62,13 +96,42 @@ bool failsNow(Call call) {
     return true;
 }
 
-int failure(Call call) {
-    errno = stateOf(call).options.error;
+}  // namespace
+
+const Kind& kindOf(Call call) {
+    return Kinds[static_cast<std::size_t>(call)];
+}
+
+Treatment decide(Call call) noexcept {
+    State& state = stateOf(call);
+    ++state.calls;
+    if (isFaulty(state)) {
+        return {Way::Fails, state.options.error};
+    }
+    return FaultPoints::next(Kinds[static_cast<std::size_t>(call)]);
+}
+
+bool performsFirst(Call call, const Treatment& treatment) noexcept {
+    const State& state = stateOf(call);
+    return treatment.way == Way::Interrupted ||
+           (state.armed && state.options.performs && treatment.way == Way::Fails);
+}
+
+int failure(const Treatment& treatment) noexcept {
+    if (treatment.way == Way::Interrupted) {
+        errno = EINTR;
+    } else if (treatment.way == Way::WouldBlock) {
+        errno = EAGAIN;
+    } else {
+        errno = treatment.error;
+    }
     return -1;
 }
 
-/// Answers the size that the next transfer may have.
-std::size_t allowed(Call call, std::size_t size) {
+std::size_t allowed(Call call, const Treatment& treatment, std::size_t size) noexcept {
+    if (treatment.way == Way::MovesLess) {
+        return std::min<std::size_t>(size, 1);
+    }
     State& state = stateOf(call);
     if (state.sizes == nullptr || state.nextSize == state.sizes->size()) {
         return size;
@@ -76,12 +139,17 @@ std::size_t allowed(Call call, std::size_t size) {
     return std::min(size, (*state.sizes)[state.nextSize++]);
 }
 
-template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+const Name& nameWithTwoAddresses() noexcept {
+    return twoAddresses;
 }
 
-}  // namespace
+void countMapped(std::ptrdiff_t bytes) noexcept {
+    mapped += bytes;
+}
+
+std::size_t mappedBytes() {
+    return static_cast<std::size_t>(mapped);
+}
 
 Fault::Fault(Call call, const Options& options) : call_(call) {
     State& state = stateOf(call);
@@ -121,84 +189,3 @@ unsigned calls(Call call) {
 }
 
 }  // namespace HostFaults
-
-using HostFaults::Call;
-
-// Memory is asked for by dlsym too: these three go to the kernel directly.
-extern "C" void* mmap(void* address, std::size_t size, int protection, int flags, int descriptor,
-                      off_t offset) noexcept {
-    if (HostFaults::failsNow(Call::Mmap)) {
-        HostFaults::failure(Call::Mmap);
-        return MAP_FAILED;
-    }
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): what the kernel answers
-    return reinterpret_cast<void*>(
-        syscall(SYS_mmap, address, size, protection, flags, descriptor, offset));
-}
-
-extern "C" void* mremap(void* address, std::size_t size, std::size_t newSize, int flags,
-                        ...) noexcept {
-    if (HostFaults::failsNow(Call::Mremap)) {
-        HostFaults::failure(Call::Mremap);
-        return MAP_FAILED;
-    }
-    std::va_list arguments;
-    va_start(arguments, flags);
-    void* const fixed = (flags & MREMAP_FIXED) != 0 ? va_arg(arguments, void*) : nullptr;
-    va_end(arguments);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): what the kernel answers
-    return reinterpret_cast<void*>(syscall(SYS_mremap, address, size, newSize, flags, fixed));
-}
-
-extern "C" int memfd_create(const char* name, unsigned flags) noexcept {
-    if (HostFaults::failsNow(Call::MemfdCreate)) {
-        return HostFaults::failure(Call::MemfdCreate);
-    }
-    return static_cast<int>(syscall(SYS_memfd_create, name, flags));
-}
-
-extern "C" int socket(int domain, int type, int protocol) noexcept {
-    if (HostFaults::failsNow(Call::Socket)) {
-        return HostFaults::failure(Call::Socket);
-    }
-    return HostFaults::next<int(int, int, int)>("socket")(domain, type, protocol);
-}
-
-extern "C" int connect(int descriptor, const sockaddr* address, socklen_t length) {
-    const bool fails = HostFaults::failsNow(Call::Connect);
-    int result = 0;
-    if (!fails || HostFaults::stateOf(Call::Connect).options.performs) {
-        result = HostFaults::next<int(int, const sockaddr*, socklen_t)>("connect")(descriptor,
-                                                                                   address, length);
-    }
-    return fails ? HostFaults::failure(Call::Connect) : result;
-}
-
-extern "C" ssize_t send(int descriptor, const void* bytes, std::size_t size, int flags) {
-    if (HostFaults::failsNow(Call::Send)) {
-        return HostFaults::failure(Call::Send);
-    }
-    return HostFaults::next<ssize_t(int, const void*, std::size_t, int)>("send")(
-        descriptor, bytes, HostFaults::allowed(Call::Send, size), flags);
-}
-
-extern "C" ssize_t recv(int descriptor, void* bytes, std::size_t size, int flags) {
-    if (HostFaults::failsNow(Call::Recv)) {
-        return HostFaults::failure(Call::Recv);
-    }
-    const std::size_t limit = HostFaults::allowed(Call::Recv, size);
-    return HostFaults::next<ssize_t(int, void*, std::size_t, int)>("recv")(
-        descriptor, bytes, limit, limit < size ? flags | MSG_WAITALL : flags);
-}
-
-extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints,
-                           addrinfo** result) {
-    const auto resolve =
-        HostFaults::next<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
-    const HostFaults::Name& name = HostFaults::twoAddresses;
-    if (name.text == nullptr || node == nullptr || std::strcmp(node, name.text) != 0) {
-        return resolve(node, service, hints, result);
-    }
-    const int code = resolve(name.first, service, hints, result);
-    return code != 0 ? code : resolve(name.second, service, hints, &(*result)->ai_next);
-}

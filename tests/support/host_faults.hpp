@@ -4,14 +4,44 @@
 #include <cstddef>
 #include <vector>
 
+#include "tests/support/fault_points.hpp"
+
 /// Makes chosen calls of the host fail on the calling thread.
 ///
 /// The test program defines these calls itself and hands them on to the host's; that works for the
 /// libraries in the same process, shared or static. Link `nethttp_host_faults` to get it.
 namespace HostFaults {
 
-enum class Call { Mmap, Mremap, MemfdCreate, Socket, Connect, Send, Recv };
-inline constexpr std::size_t CallCount = 7;
+/// Every call of the library and the platform that a healthy program can see fail.
+enum class Call {
+    Mmap,
+    Mremap,
+    Munmap,
+    Madvise,
+    MemfdCreate,
+    Ftruncate,
+    Socket,
+    Connect,
+    Send,
+    Recv,
+    Setsockopt,
+    Getsockopt,
+    Poll,
+    Open,
+    Close,
+    Read,
+    Write,
+    Pread,
+    Fstat,
+    Fcntl,
+    Sigtimedwait,
+    Nanosleep,
+    Getaddrinfo,
+};
+inline constexpr std::size_t CallCount = 23;
+
+/// Answers how a call can go wrong, as points know it.
+const FaultPoints::Kind& kindOf(Call call);
 
 /// Makes a call fail as long as it lives. One per kind of call and thread.
 class Fault {
@@ -57,5 +87,8 @@ public:
 
 /// Answers how often this thread has made a call, failed ones included.
 unsigned calls(Call call);
+
+/// Answers how many bytes this process has mapped by calls of the libraries.
+std::size_t mappedBytes();
 
 }  // namespace HostFaults

@@ -3,8 +3,8 @@
 
 #include "net/http/tls/lib.net.http.util.hpp"
 #include "tests/tls/live_objects.hpp"
+#include "tests/tls/openssl_faults.hpp"
 #include "tests/tls/session.hpp"
-#include "tests/unit/tls/openssl_faults.hpp"
 
 namespace Libraries::Networks::HTTP::Utils {
 namespace {

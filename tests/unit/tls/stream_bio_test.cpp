@@ -10,8 +10,8 @@
 #include "tests/support/host.hpp"
 #include "tests/support/log_capture.hpp"
 #include "tests/support/streams.hpp"
+#include "tests/tls/openssl_faults.hpp"
 #include "tests/unit/tls/fake_transport.hpp"
-#include "tests/unit/tls/openssl_faults.hpp"
 
 namespace Libraries::Networks::HTTP::Utils {
 namespace {

@@ -84,10 +84,12 @@ void configure(SSL_CTX* context) {
     (void)SSL_CTX_load_verify_locations(context, bundle->cText(), nullptr);
 }
 
+constexpr unsigned NameCheck = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
+
 /// Sets the name for the check of the certificate and for the server's choice of one (RFC 6066,
 /// section 3).
 void setHost(SSL* ssl, const Ref<String>& host) {
-    SSL_set_hostflags(ssl, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    SSL_set_hostflags(ssl, NameCheck);
     char* const name = host->copyBytes(nullptr);
     (void)SSL_set1_host(ssl, name);
     (void)SSL_set_tlsext_host_name(ssl, name);
@@ -111,10 +113,7 @@ bool shakeHands(SSL* ssl, const Ref<String>& host) {
     return false;
 }
 
-bool hasCertificate(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
-    if (SSL_get0_peer_certificate(ssl) != nullptr) {
-        return true;
-    }
+bool isForgivenToHaveNone(const Ref<String>& host, SSLFlags flags) {
     const bool forgiven = flags.has(SSLFlag::IgnoreInvalid);
     if (LogRecord record{Channel::HttpUtils, forgiven ? Level::Warning : Level::Failure}) {
         record << "No server certificate for " << host;
@@ -122,10 +121,25 @@ bool hasCertificate(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
     return forgiven;
 }
 
+bool isNamed(X509* certificate, const Ref<String>& host) {
+    char* const name = host->copyBytes(nullptr);
+    const bool matches = X509_check_host(certificate, name, 0, NameCheck, nullptr) == 1 ||
+                         X509_check_ip_asc(certificate, name, 0) == 1;
+    Heap::free(name, Heap::Array);
+    return matches;
+}
+
 /// Applies the policy to the result that the handshake left, as the callback did to each
 /// certificate.
-bool isAccepted(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
-    const long result = SSL_get_verify_result(ssl);
+///
+/// @param certificate  The server's; null when it was forgiven to have none.
+bool isAccepted(SSL* ssl, X509* certificate, const Ref<String>& host, SSLFlags flags) {
+    long result = SSL_get_verify_result(ssl);
+    // OpenSSL forgets the name, and with it the check, where it lacks the memory to copy it, and does
+    // not say so: a good result is looked at again.
+    if (result == X509_V_OK && certificate != nullptr && !isNamed(certificate, host)) {
+        result = X509_V_ERR_HOSTNAME_MISMATCH;
+    }
     if (result == X509_V_OK) {
         return true;
     }
@@ -136,6 +150,13 @@ bool isAccepted(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
                << hexDec(static_cast<std::int32_t>(result)) << ")";
     }
     return forgiven;
+}
+
+/// Judges the server whose handshake is done.
+bool isAccepted(SSL* ssl, const Ref<String>& host, SSLFlags flags) {
+    X509* const certificate = SSL_get0_peer_certificate(ssl);
+    return (certificate != nullptr || isForgivenToHaveNone(host, flags)) &&
+           isAccepted(ssl, certificate, host, flags);
 }
 
 /// Writes one record of the dump; its text is made only when the record is wanted.
@@ -276,8 +297,7 @@ Ref<NetStream> createSSLStream(Ref<Socket> socket, const Ref<String>& host, cons
     (void)bio.release();  // the SSL object frees it from here on
     SSL_set_connect_state(ssl.get());
     traceStart(flags);
-    const bool accepted = shakeHands(ssl.get(), host) && hasCertificate(ssl.get(), host, flags) &&
-                          isAccepted(ssl.get(), host, flags);
+    const bool accepted = shakeHands(ssl.get(), host) && isAccepted(ssl.get(), host, flags);
     ERR_clear_error();
     if (!accepted) {
         ssl.reset();  // before the context
