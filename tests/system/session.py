@@ -11,11 +11,10 @@ import pathlib
 import re
 import sys
 import tempfile
-import time
 import unittest
 
 from support import Nginx
-from terminal import Terminal
+from terminal import Terminal, state_of, wait_until
 from tls import make_certificates
 
 BURST = 512 << 10
@@ -82,7 +81,7 @@ class Session:
         terminal = Terminal([*self.environment, "bash", "-c", command], 80)
         if interrupted:
             terminal.read(until="%")
-            self.wait_for_first_burst()
+            self.wait_for_first_burst(terminal.process.pid)
             terminal.press(b"\x03")
         terminal.end()
         output = terminal.output.replace("^C", "")
@@ -90,13 +89,11 @@ class Session:
             output = output.replace(f":{real}", f":{shown}")
         return rendered(output)
 
-    def wait_for_first_burst(self):
+    def wait_for_first_burst(self, shell):
         """From then on nothing comes for a while, and what the program says of it is certain."""
-        deadline = time.monotonic() + 20
-        while sum(path.stat().st_size for path in self.home.glob("*.part")) < BURST:
-            if time.monotonic() > deadline:
-                raise TimeoutError("the first part of the file")
-            time.sleep(0.005)
+        wait_until(lambda: sum(path.stat().st_size for path in self.home.glob("*.part")) >= BURST)
+        children = pathlib.Path(f"/proc/{shell}/task/{shell}/children")
+        wait_until(lambda: [state_of(child) for child in children.read_text().split()] == ["S"])
 
     def play(self, block):
         """Answers a block with the output of its commands; "^C" behind one is a key that is hit."""

@@ -73,6 +73,19 @@ def send_slowly(connection, head=HEAD % SIZE):
         time.sleep(0.02)
 
 
+def state_of(process):
+    """Answers a process's state as one letter; S is one that waits."""
+    return pathlib.Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()[0]
+
+
+def wait_until(condition):
+    deadline = time.monotonic() + 60
+    while not condition():
+        if time.monotonic() > deadline:
+            raise TimeoutError
+        time.sleep(0.005)
+
+
 class Terminal:
     """A program on a terminal of its own, of which it knows the width."""
 
@@ -215,8 +228,10 @@ class TerminalTest(unittest.TestCase):
                                                             for one in ignored])
                     self.assertTrue(sent.wait(60))
                     part = pathlib.Path(f"{self.file}.part")
-                    while body and not (part.exists() and part.stat().st_size):
-                        time.sleep(0.005)
+                    # The program asks whether to go on behind each piece: it is to wait again.
+                    wait_until(lambda part=part, body=body: not body or (
+                        part.exists() and part.stat().st_size))
+                    wait_until(lambda process=process: state_of(process.pid) == "S")
                     for one in [*ignored, name]:
                         process.send_signal(one)
                     _, errors = process.communicate(timeout=60)
