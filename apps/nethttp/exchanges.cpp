@@ -3,6 +3,7 @@
 
 #include "exchanges.hpp"
 
+#include <atomic>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -67,7 +68,8 @@ private:
     BodySource body_;
     Report report_;
     Ref<Output> output_;
-    std::optional<Interrupts> interrupts_;  // the last, because its thread sees the others
+    std::atomic<Output*> abandonable_ = nullptr;  // the output, for the thread of the signals
+    std::optional<Interrupts> interrupts_;        // the last, because its thread sees the others
     bool failed_ = false;
     bool badResponse_ = false;
     bool toldOfBundle_ = false;
@@ -85,6 +87,7 @@ bool Runner::open() {
     cancel_ = Ref<CancelWatch>::make(options_.cancelAfter, *interrupts_);
     output_ =
         Output::openBeside(options_.output, [this](std::uint64_t bytes) { bar_.received(bytes); });
+    abandonable_ = output_.get();
     return static_cast<bool>(output_);
 }
 
@@ -94,8 +97,9 @@ void Runner::giveUp() {
         (void)std::fputc('\n', stderr);
     }
     complain("interrupted: " + targetName(options_));
-    if (output_) {
-        output_->abandon();
+    // A signal may come before the output is there.
+    if (Output* const output = abandonable_) {
+        output->abandon();
     }
 }
 
