@@ -68,6 +68,25 @@ TEST(String, OrdersByOctetsAndLowersAToZOnly) {
     EXPECT_EQ(*set.begin(), nullptr);
 }
 
+TEST(String, OrdersTextsOfAnyLengthAsTheirLoweredCopies) {
+    // Texts that are equal but for letter case and one octet, at every place of every length.
+    const std::string octets("\x00@AMZ[`amz{\x7F\x80\xC1\xDA\xFF", 16);
+    for (std::size_t length = 1; length <= 25; ++length) {
+        for (std::size_t place = 0; place < length; ++place) {
+            for (std::size_t pair = 0; pair < octets.size() * octets.size(); ++pair) {
+                std::string left(length, 'k');
+                std::string right(length + pair % 2, 'K');
+                left[place] = octets[pair / octets.size()];
+                right[place] = octets[pair % octets.size()];
+                const int order = String::compareLowered(left, right);
+                const auto lowered = *str(left)->lowerCase() <=> *str(right)->lowerCase();
+                ASSERT_EQ(order < 0, lowered < 0) << length << " " << place << " " << pair;
+                ASSERT_EQ(order > 0, lowered > 0) << length << " " << place << " " << pair;
+            }
+        }
+    }
+}
+
 TEST(String, CopiesToBuffersWithATerminator) {
     std::size_t count = 0;
     char* const bytes = str(std::string_view("a\0\xff", 3))->copyBytes(&count);

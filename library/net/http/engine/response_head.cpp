@@ -114,8 +114,9 @@ void ResponseHead::takeHeaderLine(std::string_view line) {
             record << "Got header entry " << name << " with value " << value;
         }
     }
-    // Of a repeated name the first occurrence stays.
-    if (const auto place = fields_.lower_bound(name);
+    // Of a repeated name the first occurrence stays. Heads with very many fields number them.
+    const bool isLast = fields_.empty() || HeaderNameLess()(fields_.rbegin()->first, name);
+    if (const auto place = isLast ? fields_.end() : fields_.lower_bound(name);
         place == fields_.end() || HeaderNameLess()(name, place->first)) {
         fields_.emplace_hint(place, String::create(name), String::create(value));
     }
