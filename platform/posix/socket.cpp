@@ -43,6 +43,11 @@ constexpr std::uint64_t ReadAhead = 0x10000;
 // with them is faster than the longer way of larger pieces.
 constexpr std::uint64_t MostAtOnce = 0x10000;
 
+// The most that one call sends: eight of the segments in which the host talks to itself, which hold
+// 65,535 bytes with the headers of IPv6 (40), TCP (20) and its timestamps (12). Of a round size, a
+// call would leave a small segment behind, and those cost a quarter of the rate.
+constexpr std::uint64_t MostSentAtOnce = std::uint64_t{8} * (65535 - 40 - 20 - 12);
+
 void setOption(int descriptor, int level, int option, int value) noexcept {
     // An option that this kind of socket lacks does not keep it from its work.
     (void)setsockopt(descriptor, level, option, &value, sizeof(value));
@@ -121,8 +126,8 @@ public:
         const std::uint8_t* const bytes = buffer.data();
         std::uint64_t sent = 0;
         while (sent < size) {
-            const ssize_t count =
-                ::send(descriptor_.number(), bytes + sent, size - sent, MSG_NOSIGNAL);
+            const std::uint64_t piece = std::min(size - sent, MostSentAtOnce);
+            const ssize_t count = ::send(descriptor_.number(), bytes + sent, piece, MSG_NOSIGNAL);
             if (count >= 0) {
                 sent += static_cast<std::uint64_t>(count);
             } else if (!goOnWaiting(POLLOUT, sendWait_)) {
