@@ -80,6 +80,7 @@ class Client:
 
 CLIENTS = [
     Client("floor", "floor", "floor"),
+    Client("limit", "limit: the kernel drops the body unread", "unranked", ("memory", "nginx")),
     Client("nethttp", "nethttp", "ours"),
     Client("curl_new", "libcurl, a new handle each time"),
     Client("curl_one", "libcurl, one handle"),
