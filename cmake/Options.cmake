@@ -1,7 +1,7 @@
 # What every target of this project is compiled with.
 add_library(nethttp_options INTERFACE)
 target_compile_options(nethttp_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${NETHTTP_WERROR}>:-Werror>)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdate-time $<$<BOOL:${NETHTTP_WERROR}>:-Werror>)
 target_include_directories(nethttp_options INTERFACE
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/library)
 if(NETHTTP_SANITIZE)

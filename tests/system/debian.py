@@ -83,7 +83,8 @@ class DebianTest(unittest.TestCase):
                 self.assertGreaterEqual(len(found - strangers), 1)
         self.assertLessEqual({"bin/nethttp", "share/man/man1/nethttp.1",
                               "share/bash-completion/completions/nethttp",
-                              "share/zsh/vendor-completions/_nethttp"}, self.contents("nethttp"))
+                              "share/zsh/vendor-completions/_nethttp",
+                              "share/doc/nethttp/third_party.txt"}, self.contents("nethttp"))
 
     def test_dependencies(self):
         release = self.field("libnethttp1", "Version")
