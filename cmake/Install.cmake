@@ -25,6 +25,8 @@ if(TARGET nethttp_cli)
         COMPONENT tools)
     set(manual ${PROJECT_SOURCE_DIR}/apps/nethttp/manual)
     install(FILES ${manual}/nethttp.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    install(FILES ${PROJECT_SOURCE_DIR}/apps/nethttp/third_party.txt COMPONENT tools
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/nethttp)
     install(FILES ${manual}/nethttp.bash RENAME nethttp COMPONENT tools
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
     set(NETHTTP_ZSH_FOLDER site-functions CACHE STRING

@@ -1,7 +1,7 @@
 # What every target of this project is compiled with.
 add_library(nethttp_options INTERFACE)
 target_compile_options(nethttp_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${NETHTTP_WERROR}>:-Werror>)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdate-time $<$<BOOL:${NETHTTP_WERROR}>:-Werror>)
 target_include_directories(nethttp_options INTERFACE
     ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/library)
 if(NETHTTP_SANITIZE)
@@ -9,6 +9,7 @@ if(NETHTTP_SANITIZE)
         -fsanitize=${NETHTTP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(nethttp_options INTERFACE -fsanitize=${NETHTTP_SANITIZE})
 endif()
+include(${CMAKE_CURRENT_LIST_DIR}/Hardening.cmake)
 
 # What the two libraries are built with besides.
 function(nethttp_library target)
@@ -32,7 +33,7 @@ function(nethttp_library target)
         $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/library>
         $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     if(BUILD_SHARED_LIBS)
-        target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now
+        target_link_options(${target} PRIVATE
             -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
         set_property(TARGET ${target} APPEND PROPERTY
             LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)

@@ -68,7 +68,7 @@ Interrupts::~Interrupts() {
 void Interrupts::settle() {
     if (watcher_.joinable()) {
         const std::uint64_t one = 1;
-        (void)::write(settled_, &one, sizeof one);
+        [[maybe_unused]] const ssize_t told = ::write(settled_, &one, sizeof one);
         watcher_.join();
     }
 }

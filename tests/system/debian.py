@@ -50,7 +50,7 @@ class DebianTest(unittest.TestCase):
               "-D" + cls.definition], cwd=ROOT)
         consumers.build(build)
         shutil.rmtree(packages, ignore_errors=True)
-        must(["cpack", "--config", build / "CPackConfig.cmake", "-B", packages])
+        must(["cpack", "--config", build / "CPackConfig.cmake", "-B", packages], umask=0o077)
         cls.packages = {path.name.split("_")[0]: path for path in packages.glob("*.deb")}
         cls.folder = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.prefix = cls.folder / "usr"
@@ -83,7 +83,13 @@ class DebianTest(unittest.TestCase):
                 self.assertGreaterEqual(len(found - strangers), 1)
         self.assertLessEqual({"bin/nethttp", "share/man/man1/nethttp.1",
                               "share/bash-completion/completions/nethttp",
-                              "share/zsh/vendor-completions/_nethttp"}, self.contents("nethttp"))
+                              "share/zsh/vendor-completions/_nethttp",
+                              "share/doc/nethttp/third_party.txt"}, self.contents("nethttp"))
+
+    def test_everybody_may_read(self):
+        for package in self.packages.values():
+            for line in must(["dpkg-deb", "--contents", package]).stdout.splitlines():
+                self.assertRegex(line, "^([-d]rwxr-xr-x|-rw-r--r--|lrwxrwxrwx) ")
 
     def test_dependencies(self):
         release = self.field("libnethttp1", "Version")
