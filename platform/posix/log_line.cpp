@@ -1,7 +1,10 @@
-// The default sink: a record becomes one line on standard error, written at once.
+// The default sink: a record becomes one line on standard error.
 
+#include <atomic>
+#include <cerrno>
 #include <ctime>
 
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -55,49 +58,83 @@ void appendEscaped(StringPrinter& line, std::string_view text) {
     }
 }
 
-/// Keeps SIGPIPE from the thread, and takes back the one that a write has raised meanwhile.
-class WithoutBrokenPipe {
+/// Keeps the signals of a failed write from the thread, and takes back the one that was raised: that
+/// of a pipe without a reader, and that of a file at the process's limit.
+class WithoutWriteSignals {
 public:
-    WithoutBrokenPipe() noexcept {
-        sigemptyset(&brokenPipe_);
-        sigaddset(&brokenPipe_, SIGPIPE);
+    WithoutWriteSignals() noexcept {
         sigset_t pending;
         sigpending(&pending);
-        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &brokenPipe_, &before_);
-    }
-    WithoutBrokenPipe(const WithoutBrokenPipe&) = delete;
-    WithoutBrokenPipe& operator=(const WithoutBrokenPipe&) = delete;
-    ~WithoutBrokenPipe() {
-        if (!wasPending_) {
-            const timespec now = {};
-            (void)Host::withoutInterruption(
-                [&] { return sigtimedwait(&brokenPipe_, nullptr, &now); });
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        sigemptyset(&raised_);
+        for (const int signal : {SIGPIPE, SIGXFSZ}) {
+            sigaddset(&blocked, signal);
+            if (sigismember(&pending, signal) == 0) {
+                sigaddset(&raised_, signal);
+            }
         }
+        pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+    }
+    WithoutWriteSignals(const WithoutWriteSignals&) = delete;
+    WithoutWriteSignals& operator=(const WithoutWriteSignals&) = delete;
+    ~WithoutWriteSignals() {
+        const timespec now = {};
+        (void)Host::withoutInterruption([&] { return sigtimedwait(&raised_, nullptr, &now); });
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
 
 private:
-    sigset_t brokenPipe_ = {};
+    sigset_t raised_ = {};  // those that were not pending before
     sigset_t before_ = {};
-    bool wasPending_ = false;
 };
+
+/// Set when standard error took the beginning of a line alone: the next line starts behind its end.
+std::atomic<bool> lineIsOpen{false};
+
+/// Waits a little for room. @return Whether there is some.
+bool awaitRoom() noexcept {
+    constexpr int milliseconds = 1000;
+    pollfd entry = {STDERR_FILENO, POLLOUT, 0};
+    return poll(&entry, 1, milliseconds) == 1;
+}
+
+/// Writes a line whole by one write, so that lines of several threads and processes do not mix; a
+/// pipe may take a long one in parts. What standard error does not take is lost: the log must neither
+/// fail an exchange nor end the program.
+///
+/// @return How much was written.
+std::size_t writeBytes(std::string_view bytes) noexcept {
+    const WithoutWriteSignals guard;
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = Host::withoutInterruption(
+            [&] { return write(STDERR_FILENO, bytes.data() + written, bytes.size() - written); });
+        if (count > 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (written == 0 || errno != EAGAIN || !awaitRoom()) {
+            break;
+        }
+    }
+    return written;
+}
 
 }  // namespace
 
 void SysLogStream::writeLine(std::uint32_t level, const char* channel,
                              std::string_view text) noexcept {
     StringPrinter line;
+    const bool endsAnother = lineIsOpen.exchange(false);
+    line.text(endsAnother ? "\n" : "");
     appendTime(line);
     line.text(" ").number(std::uint64_t{level}).text(" [");
     appendEscaped(line, channel);
     line.text("] ");
     appendEscaped(line, text);
     line.text("\n");
-    // What standard error does not take is lost: the log must neither fail an exchange nor end the
-    // program. One write, so that lines of several threads and processes stay whole.
     const std::string_view bytes = line.view();
-    const WithoutBrokenPipe guard;
-    (void)Host::withoutInterruption(
-        [&] { return write(STDERR_FILENO, bytes.data(), bytes.size()); });
+    const std::size_t written = writeBytes(bytes);
+    if (written < bytes.size() && (written != 0 || endsAnother)) {
+        lineIsOpen = true;
+    }
 }

@@ -451,7 +451,7 @@ public:
     ///         way; what was written to `output` before it stays there.
     /// @blocks Until the exchange has ended or a limit of the network service is met.
     /// @threads One thread at a time per request. Callbacks run on the calling thread and must not
-    ///          throw.
+    ///          throw: an exception of theirs, or of a stream, ends the program.
     virtual Ref<Response> perform(Ref<Interfaces::Stream> output, unsigned int reserved) = 0;
     /// As above with a null output stream: the response keeps the body.
     ///

@@ -242,7 +242,9 @@ Exchange::Outcome Exchange::receive(const HopTarget& hop, NetStream& stream) {
 
 }  // namespace
 
-Ref<Response> RequestObj::perform(Ref<Interfaces::Stream> output, unsigned int) {
+// An exception of a callback or a stream would pass through code that does not clean up after it: it
+// ends the program here. This source alone is compiled so that it can.
+Ref<Response> RequestObj::perform(Ref<Interfaces::Stream> output, unsigned int) noexcept {
     const Ref<RequestObj> self(this);  // a callback may drop the application's last reference
     return Exchange(*this, std::move(output)).run();
 }

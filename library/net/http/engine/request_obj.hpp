@@ -28,7 +28,7 @@ public:
     Ref<Request> setCancelArgument(std::uint64_t argument) override;
     Ref<Request> setDownloadProgressCallback(Ref<ProgressCallback> callback) override;
     Ref<Request> setUploadProgressCallback(Ref<ProgressCallback> callback) override;
-    Ref<Response> perform(Ref<Interfaces::Stream> output, unsigned int reserved) override;
+    Ref<Response> perform(Ref<Interfaces::Stream> output, unsigned int reserved) noexcept override;
     Ref<Response> perform(unsigned int reserved) override;
     [[nodiscard]] Ref<String> peerAddress() const override;
 

@@ -72,8 +72,9 @@ std::uint64_t sendFragment(const RequestObj& request, Interfaces::Stripe& body,
 std::uint64_t measureBody(const RequestObj& request) {
     std::uint64_t size = 0;
     if (request.body_) {
-        Interfaces::Stripe& body = *request.body_;
-        size = (body.length() - body.position()) * body.elementSize();
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may leave its request
+        const Ref<Interfaces::Stripe> body = request.body_;
+        size = (body->length() - body->position()) * body->elementSize();
     }
     if (isDebugRequest(request.flags_)) {
         if (LogRecord record{Channel::HttpClient, Level::Trace}) {

@@ -1,0 +1,220 @@
+// A program whose standard streams are closed, full or slow, and one that starts others meanwhile.
+
+#include <algorithm>
+#include <array>
+#include <regex>
+#include <sstream>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/log/log.hpp"
+
+#include "tests/hostile/mirror.hpp"
+
+namespace Libraries::Networks::HTTP::Client {
+namespace {
+
+constexpr int Good = 7;  // an exit status that nothing else ends with
+
+[[noreturn]] void performWithoutStandardStreams(const Mirrors& servers) {
+    for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+        close(descriptor);
+    }
+    SysLogFilter::setLevel(1);
+    bool good = true;
+    for (const Ref<String>& url : servers.urls()) {
+        good = good && arrivesWhole(url, {Flag::Verbose});
+    }
+    _exit(good ? Good : 1);
+}
+
+TEST(StandardStreamsDeathTest, ThatAreClosedLetNoRecordIntoAConnection) {
+    const Mirrors servers;
+    EXPECT_EXIT(performWithoutStandardStreams(servers), testing::ExitedWithCode(Good), "");
+}
+
+/// Answers what a program that this process starts finds open.
+std::string descriptorsOfAChild() {
+    const OwnedDescriptor output(memfd_create("output", MFD_CLOEXEC));
+    posix_spawn_file_actions_t actions;
+    (void)posix_spawn_file_actions_init(&actions);
+    (void)posix_spawn_file_actions_adddup2(&actions, output.number(), 1);
+    char program[] = "/bin/ls";
+    char folder[] = "/proc/self/fd";
+    char* arguments[] = {program, folder, nullptr};
+    pid_t child = 0;
+    int status = 0;
+    EXPECT_EQ(posix_spawn(&child, program, &actions, nullptr, arguments, environ), 0);
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    (void)posix_spawn_file_actions_destroy(&actions);
+    std::array<char, 4096> text{};
+    const ssize_t count = pread(output.number(), text.data(), text.size(), 0);
+    return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+}
+
+/// Answers how a copy of this process ends that performs an exchange and leaves.
+int statusOfACopyThatPerforms(const Ref<String>& url) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(arrivesWhole(url) ? Good : 1);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(ChildProcess, OfACallbackHoldsNothingOfTheExchange) {
+    const Mirrors servers;
+    const std::string before = descriptorsOfAChild();
+    for (const Ref<String>& url : servers.urls()) {
+        const TemporaryFile source("the body");
+        const TemporaryFile target("");
+        unsigned children = 0;
+        const auto look = [&](double) {
+            EXPECT_EQ(descriptorsOfAChild(), before);
+            EXPECT_EQ(statusOfACopyThatPerforms(url), Good);
+            ++children;
+        };
+        const Ref<Request> request = Request::create()->setUrl(url);
+        request->setBody(FileStrm::openForReading(source.path()));
+        request->onUploadProgress(look)->onDownloadProgress(look);
+        EXPECT_TRUE(request->perform(FileStrm::openForWriting(target.path())));
+        EXPECT_TRUE(target.content().ends_with("\r\n\r\nthe body"));
+        EXPECT_GE(children, 6U);
+    }
+}
+
+/// A reason phrase whose record is more than a pipe takes at once.
+std::string wordy(const std::string& request) {
+    return "HTTP/1.1 200 " + std::string(9000, 'r') + okResponse(request).substr(15);
+}
+
+/// Performs verbose exchanges with a standard error of its own, and ends well when all went well.
+[[noreturn]] void performWithErrors(int errors, const Mirrors& servers, rlim_t fileSize) {
+    const rlimit limit = {fileSize, fileSize};
+    SysLogFilter::setLevel(1);
+    bool good = dup2(errors, STDERR_FILENO) >= 0 && setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    for (int i = 0; i < 10; ++i) {
+        good = good && arrivesWhole(servers.urls()[i % 2], {Flag::Verbose});
+    }
+    _exit(good ? Good : 1);
+}
+
+TEST(StandardErrorDeathTest, ThatTakesNothingLosesRecordsAndNoExchange) {
+    const Mirrors servers(wordy);
+    const OwnedDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const OwnedDescriptor file(memfd_create("limited", MFD_CLOEXEC));
+    const OwnedDescriptor reading(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    for (const int number : {full.number(), file.number(), reading.number()}) {
+        const rlim_t most = number == file.number() ? 2 << 20 : RLIM_INFINITY;
+        if (number == file.number()) {  // whose end is the process's limit
+            ASSERT_EQ(lseek(number, 2 << 20, SEEK_SET), 2 << 20);
+        }
+        EXPECT_EXIT(performWithErrors(number, servers, most), testing::ExitedWithCode(Good), "");
+    }
+}
+
+struct PipeCase {
+    const char* name;
+    bool blocks;  ///< Whether a write waits for room.
+    bool late;    ///< Whether the reader waits until there is no room any more.
+};
+
+/// Waits until a pipe is full, or its writer has ended.
+void awaitFull(const OwnedDescriptor& writer, pid_t child) {
+    pollfd entry = {writer.number(), POLLOUT, 0};
+    siginfo_t ended = {};
+    while (poll(&entry, 1, 0) == 1 && ended.si_pid == 0) {
+        (void)waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
+}
+
+std::string readToTheEnd(const OwnedDescriptor& reader) {
+    std::string text;
+    std::array<char, 1024> piece{};
+    for (ssize_t count = 1; count > 0;) {
+        count = read(reader.number(), piece.data(), piece.size());
+        text.append(piece.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return text;
+}
+
+/// A pipe that holds little.
+struct SmallPipe {
+    SmallPipe() {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        reader = OwnedDescriptor(ends[0]);
+        writer = OwnedDescriptor(ends[1]);
+        EXPECT_EQ(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+    }
+    OwnedDescriptor reader;
+    OwnedDescriptor writer;
+};
+
+/// Answers what a program that performs leaves in a pipe.
+std::string recordsThrough(const PipeCase& row, const Mirrors& servers) {
+    auto [reader, writer] = SmallPipe();
+    EXPECT_EQ(fcntl(writer.number(), F_SETFL, row.blocks ? 0 : O_NONBLOCK), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        performWithErrors(writer.number(), servers, RLIM_INFINITY);
+    }
+    if (row.late) {
+        awaitFull(writer, child);
+    }
+    writer.close();
+    const std::string text = readToTheEnd(reader);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, Good << 8U);
+    return text;
+}
+
+TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrNotAtAll) {
+    const Mirrors servers(wordy);
+    const std::regex record("\\d{4}-\\d\\d-\\d\\dT[0-9:.]+Z [1-4] \\[[A-Za-z. ]+\\] .*");
+    const std::string reason = "Reason = " + std::string(9000, 'r');
+    for (const PipeCase& row :
+         {PipeCase{"Waiting", true, false}, PipeCase{"WaitingLong", true, true},
+          PipeCase{"Refusing", false, false}, PipeCase{"RefusingLong", false, true}}) {
+        SCOPED_TRACE(row.name);
+        std::istringstream lines(recordsThrough(row, servers));
+        int reasons = 0;
+        for (std::string line; std::getline(lines, line);) {
+            const bool isReason = line.find("Reason = ") != std::string::npos;
+            EXPECT_TRUE(std::regex_match(line.substr(0, 80), record)) << line.substr(0, 100);
+            EXPECT_TRUE(!isReason || line.ends_with(reason)) << line.size();
+            reasons += isReason ? 1 : 0;
+        }
+        EXPECT_TRUE(reasons == 10 || !row.blocks) << reasons;
+    }
+}
+
+TEST(StandardError, ThatTookABeginningAloneTakesTheNextRecordOnALineOfItsOwn) {
+    auto [reader, writer] = SmallPipe();
+    ASSERT_EQ(fcntl(writer.number(), F_SETFL, O_NONBLOCK), 0);
+    OwnedDescriptor own(dup(STDERR_FILENO));
+    dup2(writer.number(), STDERR_FILENO);
+    const std::string text(5000, 'x');
+    SysLogStream::writeLine(4, "channel", text);
+    SysLogStream::writeLine(4, "channel", "lost");
+    std::string taken(8192, '\0');
+    const ssize_t beginning = read(reader.number(), taken.data(), taken.size());
+    SysLogStream::writeLine(4, "channel", "next");
+    dup2(own.number(), STDERR_FILENO);
+    writer.close();
+    EXPECT_EQ(beginning, 4096);
+    EXPECT_THAT(readToTheEnd(reader),
+                testing::MatchesRegex("\n[-0-9]+T[0-9:.]+Z 4 \\[channel\\] next\n"));
+}
+
+}  // namespace
+}  // namespace Libraries::Networks::HTTP::Client

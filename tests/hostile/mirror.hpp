@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/exchange/exchange.hpp"
+#include "tests/tls/tls_server.hpp"
+
+/// A server for each protocol, which answers the bytes of the request; the one of TLS is trusted.
+class Mirrors {
+public:
+    using Handler = std::function<std::string(const std::string& request)>;
+
+    explicit Mirrors(const Handler& handler = okResponse)
+        : plain_(handler, 2), tls_({.chain = trustedChain(), .threads = 2}, handler) {}
+    [[nodiscard]] std::vector<Ref<String>> urls() const { return {plain_.url("/"), tls_.url("/")}; }
+
+private:
+    static Chain trustedChain() {
+        const Certificate root = Certificate::selfSigned(authority("Root"));
+        trustOnly({root});
+        return {root.issue({.names = {"DNS:localhost"}})};
+    }
+
+    AnsweringServer plain_;
+    TlsServer tls_;
+};
+
+/// Performs an upload to a mirror and tells whether its bytes, and no others, went out and came back.
+inline bool arrivesWhole(const Ref<String>& url,
+                         Libraries::Networks::HTTP::Client::Flags flags = {}) {
+    using namespace Libraries::Networks::HTTP::Client;
+    const Ref<Request> request = Request::create(flags)->setUrl(url)->setHost("localhost");
+    request->setMethod(Request::Method::Put)->setBody(MemInStrm::create("the body"));
+    const Seen seen = look(request->perform(0));
+    return seen.body == "PUT / HTTP/1.0\r\nContent-Length: 8\r\nHost: localhost\r\nUser-Agent: " +
+                            plain(Request::defaultUserAgent()) + "\r\n\r\nthe body";
+}
