@@ -63,8 +63,8 @@ Bounds::~Bounds() {
                            static_cast<double>(now.tv_nsec - began_.tv_nsec) / 1e9;
     const std::uint64_t bytes = above(account("VmHWM"), resident_);
     const std::uint64_t reserved = above(account("VmPeak"), addresses_);
-    std::cout << "  " << bytes / 1024 << " KiB resident, " << reserved / 1024 << " KiB of addresses, "
-              << seconds << " s\n";
+    std::cout << "  " << bytes / 1024 << " KiB resident, " << reserved / 1024
+              << " KiB of addresses, " << seconds << " s\n";
     EXPECT_LT(seconds, limits_.seconds);
     if (MemoryIsMeasured) {
         EXPECT_LT(bytes, limits_.bytes);

@@ -73,17 +73,23 @@ TEST(SilentPeer, IsLeftAtTheIdleLimit) {
     EXPECT_THAT(log.texts(), UnorderedElementsAreArray(records));
 }
 
+struct Deafness {
+    const char* name;
+    std::string bytes;  // sent before the request is read, and not looked at before it is sent
+};
+
 TEST(DeafPeer, IsLeftAtTheIdleLimit) {
+    const Deafness rows[] = {{"Silent", ""},
+                             {"WithAnAnswer", "HTTP/1.1 413 x\r\nContent-Length: 0\r\n\r\n"}};
     const ScopedLimits limits(60'000, 500);
-    const std::string answer = "HTTP/1.1 413 x\r\nContent-Length: 0\r\n\r\n";
-    for (const std::string& early : {std::string(), answer}) {  // an answer is not looked at yet
-        ScriptedServer server{Send{early}, Ignore{}};
-        const LogCapture log(3);
+    const LogCapture log(3);
+    forEachAtOnce(rows, [](const Deafness& row) {
+        ScriptedServer server{Send{row.bytes}, Ignore{}};
         const Ref<Interfaces::Stripe> body = MemInStrm::create(std::string(64U << 20U, 'x'));
         EXPECT_EQ(look(requestFor(server)->setBody(body)->perform(0)).error, ErrTransfer);
-        EXPECT_THAT(log.texts(), ElementsAre("Failed to write data; error: " +
-                                             hexDec(ErrHostBase + ETIMEDOUT)));
-    }
+    });
+    const std::string record = "Failed to write data; error: " + hexDec(ErrHostBase + ETIMEDOUT);
+    EXPECT_THAT(log.texts(), ElementsAre(record, record));
 }
 
 TEST(EarlyAnswer, IsTheResultOnceTheRequestIsSent) {
@@ -91,7 +97,8 @@ TEST(EarlyAnswer, IsTheResultOnceTheRequestIsSent) {
     for (const std::size_t size : {0U, 3U, 8U << 20U}) {
         ScriptedServer server{Send{answer}, ReadHead{}, ReadBody{size}};
         const Ref<Request> request = requestFor(server);
-        const Seen seen = look(request->setBody(MemInStrm::create(std::string(size, 'x')))->perform(0));
+        const Seen seen =
+            look(request->setBody(MemInStrm::create(std::string(size, 'x')))->perform(0));
         EXPECT_EQ(seen.status, 413U);
         EXPECT_EQ(seen.body, "abc");
         EXPECT_TRUE(server.finished()) << server.report();
@@ -111,11 +118,15 @@ const BreakOff breakOffs[] = {
     {"AtOnceInAnUpload", {Reset{}}, 1U << 16U, 0, true},
     {"InTheUpload", {ReadHead{}, ReadBody{1U << 20U}, Reset{}}, 64U << 20U, 0, true},
     {"InTheStatusLine", {ReadHead{}, Send{"HTTP/1.1 2"}, Reset{}}, 0, 0, false},
-    {"BehindTheLastByte", {ReadHead{}, Send{Ok + "Content-Length: 3\r\n\r\nabc"}, Reset{}}, 0, 200,
+    {"BehindTheLastByte",
+     {ReadHead{}, Send{Ok + "Content-Length: 3\r\n\r\nabc"}, Reset{}},
+     0,
+     200,
      false},
     {"InTheHeadOfARedirect", {ReadHead{}, Send{Found}, Reset{}}, 0, 302, false},
     {"InTheBodyOfARedirect",
-     {ReadHead{}, Send{Found + "\r\nabc"}, Reset{}, NextConnection{}, ReadHead{}, Send{Ok + "\r\n"}},
+     {ReadHead{}, Send{Found + "\r\nabc"}, Reset{}, NextConnection{}, ReadHead{},
+      Send{Ok + "\r\n"}},
      0,
      200,
      false},
@@ -157,10 +168,14 @@ struct Dawdle {
 
 const Dawdle dawdles[] = {
     {"Head", {ReadHead{}, Send{Ok + "Content-Length: 0\r\n\r\n"}}, "", 0},
-    {"BodyWithALength", {ReadHead{}, Send{Ok + "Content-Length: 9\r\n\r\nslow body"}}, "slow body", 0},
+    {"BodyWithALength",
+     {ReadHead{}, Send{Ok + "Content-Length: 9\r\n\r\nslow body"}},
+     "slow body",
+     0},
     {"BodyWithoutALength", {ReadHead{}, Send{Ok + "\r\nslow body"}}, "slow body", 0},
     {"BodyOfARedirect",
-     {ReadHead{}, Send{Found + "\r\nslow"}, Close{}, NextConnection{}, ReadHead{}, Send{Ok + "\r\nx"}},
+     {ReadHead{}, Send{Found + "\r\nslow"}, Close{}, NextConnection{}, ReadHead{},
+      Send{Ok + "\r\nx"}},
      "x",
      0},
     {"CancelledBody", {ReadHead{}, Send{Ok + "Content-Length: 9\r\n\r\nslow body"}}, "s", 1},

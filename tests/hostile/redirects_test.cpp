@@ -193,9 +193,14 @@ TEST(RedirectChain, WithoutEndTakesTheMemoryOfItsUrls) {
 TEST(RedirectMethod, IsKeptWhateverTheStatus) {
     for (const char* const status : {"301", "302", "303", "307", "308", "399"}) {
         SCOPED_TRACE(status);
-        ScriptedServer server{ReadHead{},       ExpectExactly{"abc"}, Send{redirectTo("/b", status)},
-                              NextConnection{}, Expect{"POST /b "},   ReadHead{},
-                              ExpectExactly{"abc"}, Send{Ok}};
+        ScriptedServer server{ReadHead{},
+                              ExpectExactly{"abc"},
+                              Send{redirectTo("/b", status)},
+                              NextConnection{},
+                              Expect{"POST /b "},
+                              ReadHead{},
+                              ExpectExactly{"abc"},
+                              Send{Ok}};
         const Ref<Request> request = requestFor(server)->setMethod(Request::Method::Post);
         EXPECT_EQ(look(request->setBody(MemInStrm::create("abc"))->perform(0)).body, "end");
         EXPECT_TRUE(server.finished()) << server.report();
@@ -205,10 +210,9 @@ TEST(RedirectMethod, IsKeptWhateverTheStatus) {
 TEST(LongLocation, IsFollowedAsFarAsALineGoes) {
     constexpr std::size_t room = 0x100000 - std::string_view("Location: ").size() - 1;
     const std::string path = "/" + std::string(room - 1, 'x');
-    ScriptedServer server{ReadHead{},       Send{redirectTo(path)},
-                          NextConnection{}, ReadHead{},
-                          Send{Ok},         NextConnection{},
-                          ReadHead{},       Send{redirectTo(path + "x")}};
+    ScriptedServer server{
+        ReadHead{}, Send{redirectTo(path)}, NextConnection{}, ReadHead{},
+        Send{Ok},   NextConnection{},       ReadHead{},       Send{redirectTo(path + "x")}};
     const Ref<Request> request = requestFor(server);
     const Bounds bounds({.bytes = 32ULL << 20U});
     EXPECT_EQ(look(request->perform(0)).url, plain(server.url(path)));

@@ -50,7 +50,8 @@ TEST(EndlessLine, EndsTheHeadAtTheSizeOfTheBuffer) {
             if (row.length == SIZE_MAX) {
                 script.emplace_back(bytesOf("xxxxxxxx", Generate::Endless));
             } else {
-                script.emplace_back(Send{std::string(row.length - inLine, 'x') + end + end + "abc"});
+                script.emplace_back(
+                    Send{std::string(row.length - inLine, 'x') + end + end + "abc"});
             }
             ScriptedServer server(std::move(script));
             const LogCapture log(3);
@@ -59,8 +60,8 @@ TEST(EndlessLine, EndsTheHeadAtTheSizeOfTheBuffer) {
             ASSERT_TRUE(response);
             EXPECT_EQ(response->statusCode(), row.status);
             EXPECT_EQ(response->bodySize(), row.whole ? 3U : 0U);
-            EXPECT_EQ(log.texts(), row.whole ? std::vector<std::string>()
-                                             : std::vector<std::string>{NoMore});
+            EXPECT_EQ(log.texts(),
+                      row.whole ? std::vector<std::string>() : std::vector<std::string>{NoMore});
         }
     }
 }
@@ -100,7 +101,8 @@ TEST(ManyFields, TakeMemoryByTheirNumber) {
                               Generate{[&](std::uint64_t i) { return name(i) + ": v\r\n"; }, count},
                               Send{"\r\nabc"}};
         const LogCapture quiet(5);
-        const Bounds bounds({.bytes = 4 * MiB + count * 500, .seconds = 10 + 20e-6 * double(count)});
+        const Bounds bounds(
+            {.bytes = 4 * MiB + count * 500, .seconds = 10 + 20e-6 * double(count)});
         const Ref<Response> response = requestFor(server)->perform(0);
         ASSERT_TRUE(response);
         EXPECT_EQ(response->headerFields().size(), count);
@@ -128,7 +130,8 @@ class Drain final : public Object, public virtual Interfaces::Stream {
 public:
     std::int64_t write(TransferBuffer buffer, std::uint64_t count, std::uint32_t) override {
         const auto* const bytes = reinterpret_cast<const char*>(buffer.data());
-        good = good && std::string_view(bytes, count).find_first_not_of('b') == std::string_view::npos;
+        good =
+            good && std::string_view(bytes, count).find_first_not_of('b') == std::string_view::npos;
         size += count;
         return static_cast<std::int64_t>(count);
     }
@@ -139,7 +142,8 @@ public:
 TEST(LargeBody, IsCountedAndNotKept) {
     const std::uint64_t size = shortOrLong(64 * MiB, 4096 * MiB) + 1;
     for (const bool withLength : {true, false}) {
-        const std::string field = withLength ? "Content-Length: " + std::to_string(size) + "\r\n" : "";
+        const std::string field =
+            withLength ? "Content-Length: " + std::to_string(size) + "\r\n" : "";
         const std::string block(65536, 'b');
         ScriptedServer server{ReadHead{}, Send{Ok + field + "\r\nb"},
                               Generate{[&](std::uint64_t) { return block; }, size / block.size()}};
