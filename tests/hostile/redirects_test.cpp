@@ -209,20 +209,32 @@ TEST(RedirectMethod, IsKeptWhateverTheStatus) {
 
 TEST(LongLocation, IsFollowedAsFarAsALineGoes) {
     constexpr std::size_t room = 0x100000 - std::string_view("Location: ").size() - 1;
-    const std::string path = "/" + std::string(room - 1, 'x');
-    ScriptedServer server{
-        ReadHead{}, Send{redirectTo(path)}, NextConnection{}, ReadHead{},
-        Send{Ok},   NextConnection{},       ReadHead{},       Send{redirectTo(path + "x")}};
-    const Ref<Request> request = requestFor(server);
-    const Bounds bounds({.bytes = 32ULL << 20U});
-    EXPECT_EQ(look(request->perform(0)).url, plain(server.url(path)));
-    const LogCapture log(3);
-    const Seen cut = look(request->perform(0));
-    EXPECT_EQ(cut.status, 302U);
-    EXPECT_EQ(cut.url, plain(server.url("/")));
-    EXPECT_FALSE(cut.redirected);
-    EXPECT_EQ(log.texts(), std::vector<std::string>{NoMore});
-    EXPECT_TRUE(server.received(1) == defaultHead(path));
+    for (const char* const filling : {"x", "/", "%", "../", "?", "\xff", "\x01"}) {
+        SCOPED_TRACE(testing::PrintToString(filling));
+        std::string location = *filling == '.' ? "" : "/";
+        while (location.size() < room) {
+            location += filling;
+        }
+        location.resize(room);
+        ScriptedServer server{ReadHead{},       Send{redirectTo(location)},
+                              NextConnection{}, ReadHead{},
+                              Send{Ok},         NextConnection{},
+                              ReadHead{},       Send{redirectTo(location + "x")}};
+        const Ref<Request> request = requestFor(server, {}, "/a");
+        const LogCapture log(3);
+        // A segment between two slashes takes some 60 bytes while the target is made.
+        const Bounds bounds({.bytes = Slack + 80 * room});
+        EXPECT_EQ(look(request->perform(0)).body, "end");
+        EXPECT_EQ(log.texts(), std::vector<std::string>());
+        const Seen cut = look(request->perform(0));
+        EXPECT_EQ(cut.status, 302U);
+        EXPECT_EQ(cut.url, plain(server.url("/a")));
+        EXPECT_FALSE(cut.redirected);
+        EXPECT_EQ(log.texts(), std::vector<std::string>{NoMore});
+        if (*filling == 'x') {
+            EXPECT_TRUE(server.received(1) == defaultHead(location));
+        }
+    }
 }
 
 }  // namespace
