@@ -1,5 +1,6 @@
 """What the system tests share: a real web server, programs with a limit, an installed tree."""
 
+import contextlib
 import ctypes
 import os
 import pathlib
@@ -17,7 +18,7 @@ daemon off;
 worker_processes 1;
 pid {folder}/nginx.pid;
 error_log {folder}/error.log;
-events {{ worker_connections 64; }}
+events {{ worker_connections {connections}; }}
 http {{
     access_log off;
     default_type application/octet-stream;
@@ -29,7 +30,7 @@ http {{
     client_max_body_size 0;
     sendfile on;
     server {{
-        listen 127.0.0.1:{port} {listen_option};
+        {listens}
         root {folder}/www;
         {locations}
     }}
@@ -44,11 +45,15 @@ def end_with_parent():
 
 
 class Nginx:
-    """A server on a free port of 127.0.0.1 with a folder of its own; it ends with the block."""
+    """A server on a free port of 127.0.0.1 with a folder of its own; it ends with the block.
 
-    def __init__(self, locations="", listen_option=""):
+    Given listening sockets, pairs of one and its option, it serves these instead."""
+
+    def __init__(self, locations="", listen_option="", sockets=(), connections=64):
         self.locations = locations
         self.listen_option = listen_option
+        self.sockets = sockets
+        self.connections = connections
 
     def __enter__(self):
         program = shutil.which("nginx", path=os.environ.get("PATH", "") + ":/usr/sbin")
@@ -58,20 +63,26 @@ class Nginx:
         self.folder = pathlib.Path(self.temporary.name)
         self.www = self.folder / "www"
         self.www.mkdir()
-        # The socket listens before the server runs, which takes it over by its descriptor: no port
+        # A socket listens before the server runs, which takes it over by its descriptor: no port
         # can be taken meanwhile, and the first connection waits for no server.
-        with socket.create_server(("127.0.0.1", 0)) as listener:
-            self.port = listener.getsockname()[1]
-            self.url = f"http://127.0.0.1:{self.port}"
+        sockets = self.sockets or [(socket.create_server(("127.0.0.1", 0)), self.listen_option)]
+        with contextlib.ExitStack() as stack:
+            numbers = [stack.enter_context(listener).fileno() for listener, _ in sockets]
+            ends = [listener.getsockname() for listener, _ in sockets]
+            address, self.port = ends[0]
+            self.url = f"http://{address}:{self.port}"
+            listens = [f"listen {address}:{port} {option};"
+                       for (address, port), (_, option) in zip(ends, sockets)]
             config = self.folder / "nginx.conf"
-            config.write_text(CONFIG.format(folder=self.folder, port=self.port,
+            config.write_text(CONFIG.format(folder=self.folder, listens="\n        ".join(listens),
                                             user=pwd.getpwuid(os.geteuid()).pw_name,
-                                            locations=self.locations,
-                                            listen_option=self.listen_option))
+                                            connections=self.connections,
+                                            locations=self.locations))
             self.process = subprocess.Popen(
                 [program, "-p", str(self.folder), "-c", str(config), "-e", str(self.folder / "error.log")],
-                stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[listener.fileno()],
-                preexec_fn=end_with_parent, env={**os.environ, "NGINX": f"{listener.fileno()};"})
+                stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=numbers,
+                preexec_fn=end_with_parent,
+                env={**os.environ, "NGINX": "".join(f"{number};" for number in numbers)})
         return self
 
     def __exit__(self, *_):

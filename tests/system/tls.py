@@ -33,13 +33,13 @@ def openssl(folder, *words):
     must(["openssl", *words], cwd=folder)
 
 
-def make_certificates(folder):
-    """An authority, and certificates of it for localhost: one in order, one that has expired."""
+def make_certificates(folder, name="DNS:localhost"):
+    """An authority, and certificates of it for a name: one in order, one that has expired."""
     openssl(folder, "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "authority.key",
             "-out", "authority.pem", "-subj", "/CN=Authority", "-days", "2")
     openssl(folder, "req", "-newkey", "rsa:2048", "-nodes", "-keyout", "key.pem", "-out",
             "request.pem", "-subj", "/CN=localhost")
-    (folder / "names").write_text("subjectAltName=DNS:localhost")
+    (folder / "names").write_text("subjectAltName=" + name)
     for name, days in (("good", "2"), ("expired", "-1")):
         openssl(folder, "x509", "-req", "-in", "request.pem", "-CA", "authority.pem", "-CAkey",
                 "authority.key", "-CAcreateserial", "-days", days, "-extfile", "names", "-out",
