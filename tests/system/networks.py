@@ -93,7 +93,7 @@ LONG_ENDS = [
     End("keep-alive notices over TLS", Weather(gone_after=40), NO_LIMITS,
         UNRECEIVED, 85, "https", limit=150),
     End("the connect limit that is set by itself", Weather(loss=1), (),
-        UNCONNECTED, 58, limit=90),
+        UNCONNECTED, 58, limit=150),
 ]
 
 # What the host knows at once: kind of route, or none, and the error
