@@ -12,6 +12,7 @@
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
+#include <unistd.h>
 
 namespace {
 
@@ -110,13 +111,16 @@ public:
     EnvironmentFolder(const EnvironmentFolder&) = delete;
     EnvironmentFolder& operator=(const EnvironmentFolder&) = delete;
     ~EnvironmentFolder() {
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
+        if (getpid() == owner_) {  // not a copy of the process that a test has made
+            std::error_code ignored;
+            fs::remove_all(root_, ignored);
+        }
     }
     [[nodiscard]] fs::path bundle() const { return root_ / "system/base/certs.pem"; }
 
 private:
     fs::path root_;
+    pid_t owner_ = getpid();
 };
 
 const EnvironmentFolder& environmentFolder() {
