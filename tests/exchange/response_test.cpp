@@ -1,26 +1,15 @@
 // What a server may answer, and what becomes of it.
 #include <cerrno>
 
-#include "tests/exchange/exchange.hpp"
+#include "tests/exchange/answers.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {
 
 constexpr std::uint32_t ConnectionReset = ErrHostBase + ECONNRESET;
-const char* const NoMore = "No more data before headers were fully read";
 const char* const AbsentText =
     "Failed to convert Content-Length header: ffffffffffffffffh "
     "(18446744073709551615)";
-
-struct Answer {
-    const char* name;
-    std::string bytes;  // the server's, before it ends the connection in its orderly way
-    std::uint64_t status;
-    std::string reason;
-    std::string fields;
-    std::string body;
-    std::vector<std::string> warnings = {};  // every record of level 3 and 4
-};
 
 // NOLINTNEXTLINE(readability-function-size): a table
 std::vector<Answer> answers() {
@@ -123,33 +112,9 @@ std::vector<Answer> answers() {
 
 TEST(Response, ComesThroughInPiecesOfAnySize) {
     for (const Answer& row : answers()) {
-        for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, SIZE_MAX}) {
-            SCOPED_TRACE(std::string(row.name) + " in pieces of " + std::to_string(piece));
-            ScriptedServer server{ReadHead{}, Send{row.bytes}, Close{}};
-            server.sendInPiecesOf(piece);
-            const LogCapture log;
-            const Seen seen = look(requestFor(server)->perform(0));
-            EXPECT_TRUE(seen.ok);
-            EXPECT_EQ(seen.status, row.status);
-            EXPECT_EQ(seen.reason, row.reason);
-            EXPECT_EQ(seen.fields, row.fields);
-            EXPECT_EQ(seen.body, row.body);
-            EXPECT_EQ(seen.bodySize, row.body.size());
-            EXPECT_FALSE(seen.redirected);
-            EXPECT_EQ(seen.url, plain(server.url("/")));
-            EXPECT_EQ(log.texts(3), row.warnings);
-            EXPECT_TRUE(server.finished()) << server.report();
-        }
+        expectAnswer(row);
     }
 }
-
-struct Broken {
-    const char* name;
-    std::string bytes;
-    Step end;
-    std::string body;    // what reaches the output stream even so
-    std::string record;  // the only one of level 3 or 4
-};
 
 std::vector<Broken> brokenAnswers() {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
@@ -174,19 +139,7 @@ std::vector<Broken> brokenAnswers() {
 
 TEST(Response, ThatIsBrokenFailsWithOneRecord) {
     for (const Broken& row : brokenAnswers()) {
-        for (const std::size_t piece : {std::size_t{1}, SIZE_MAX}) {
-            SCOPED_TRACE(std::string(row.name) + " in pieces of " + std::to_string(piece));
-            ScriptedServer server{ReadHead{}, Send{row.bytes}, row.end};
-            server.sendInPiecesOf(piece);
-            const LogCapture log(3);
-            const MemorySink output;
-            const Ref<Request> request = requestFor(server);
-            EXPECT_EQ(look(request->perform(output.stream(), 0)).error, ErrTransfer);
-            EXPECT_EQ(output.bytes(), row.body);
-            EXPECT_EQ(log.texts(), std::vector<std::string>{row.record});
-            EXPECT_TRUE(log.has(4, "HTTP Client", row.record));
-            EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(server.port()));
-        }
+        expectFailure(row);
     }
 }
 
@@ -212,13 +165,15 @@ TEST(Response, ToHeadIsAwaitedLikeAnyOther) {
 }
 
 TEST(Response, BytesBeyondTheLengthInTheSameReadAreDelivered) {
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef"},
-                          Close{}};
-    const MemorySink output;
-    const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
-    EXPECT_EQ(output.bytes(), "abcdef");
-    EXPECT_EQ(seen.bodySize, 6U);
-    EXPECT_EQ(seen.body, "");  // it went to the caller's stream
+    for (const char* const length : {"0", "3"}) {
+        const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
+        ScriptedServer server{ReadHead{}, Send{head + length + "\r\n\r\nabcdef"}, Close{}};
+        const MemorySink output;
+        const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
+        EXPECT_EQ(output.bytes(), "abcdef");
+        EXPECT_EQ(seen.bodySize, 6U);
+        EXPECT_EQ(seen.body, "");  // it went to the caller's stream
+    }
 }
 
 TEST(Response, ReadingStopsAtTheLength) {

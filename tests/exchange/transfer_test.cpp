@@ -131,6 +131,7 @@ TEST(Progress, OfADownloadDependsOnItsLength) {
         {"HTTP/1.1 200 OK\r\n\r\nabc", {0.0, 1.0}},
         {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", {0.0, 1.0, 1.0}},
         {"HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\nabc", {0.0, 1.0}},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 18446744073709551615\r\n\r\nabc", {0.0, 0.0, 1.0}},
         {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\nContent-Length: 3\r\n\r\nabc",
          {0.0, 0.0, 0.0, 1.0, 1.0}},
         {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nabc", {0.0, 0.0, 1.0, 1.0}},

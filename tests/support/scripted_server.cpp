@@ -28,7 +28,8 @@ Received receiveInto(std::string& bytes, int connection, const StopSignal& stop)
 }
 
 /// Sends all bytes; a client that takes nothing for as long as a wait may last is a failure.
-bool sendAll(int connection, std::string_view bytes, std::size_t piece) {
+bool sendAll(int connection, std::string_view bytes, std::size_t piece,
+             std::chrono::milliseconds pause = {}) {
     timeval limit = {};
     limit.tv_sec = WaitMilliseconds / 1000;
     (void)setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
@@ -39,6 +40,9 @@ bool sendAll(int connection, std::string_view bytes, std::size_t piece) {
             return false;
         }
         bytes.remove_prefix(static_cast<std::size_t>(count));
+        if (pause.count() != 0) {
+            std::this_thread::sleep_for(pause);
+        }
     }
     return true;
 }
@@ -184,7 +188,35 @@ bool ScriptedServer::perform(const ReadBody& step) {
 }
 
 bool ScriptedServer::perform(const Send& step) {
-    return sendAll(connection_.number(), step.bytes, piece_) || fail("the client took no more");
+    return sendAll(connection_.number(), step.bytes, piece_, pause_) ||
+           fail("the client took no more");
+}
+
+bool ScriptedServer::perform(const Generate& step) {
+    constexpr std::size_t enough = 65536;  // for one write
+    std::string bytes;
+    for (std::uint64_t i = 0; i < step.count; ++i) {
+        bytes += step.piece(i);
+        if (bytes.size() < enough && i + 1 < step.count) {
+            continue;
+        }
+        if (!sendAll(connection_.number(), bytes, piece_, pause_)) {
+            // A client that stays and takes nothing is no end of an endless answer.
+            const bool gone = errno != EAGAIN;
+            return (gone && step.count == Generate::Endless) || fail("the client took no more");
+        }
+        bytes.clear();
+    }
+    return true;
+}
+
+bool ScriptedServer::perform(const Hold&) {
+    return awaitEnd() || fail("the client did not close");
+}
+
+bool ScriptedServer::perform(const Ignore&) {
+    (void)stop_.waitReadable(-1, WaitMilliseconds);
+    return true;
 }
 
 bool ScriptedServer::perform(const Shutdown&) {
@@ -193,14 +225,19 @@ bool ScriptedServer::perform(const Shutdown&) {
 
 bool ScriptedServer::perform(const Close&) {
     (void)shutdown(connection_.number(), SHUT_WR);  // a client that is gone already is no failure
+    const bool ended = awaitEnd();
+    connection_.close();
+    return ended || fail("the client did not close");
+}
+
+/// Reads until the client has ended its direction.
+bool ScriptedServer::awaitEnd() {
     Received result = Received::Bytes;
     while (result == Received::Bytes) {
         result = receiveInto(received_.back(), connection_.number(), stop_);
     }
     // A client that leaves with unread bytes resets the connection: as good an end as any.
-    const bool ended = result == Received::End || errno == ECONNRESET;
-    connection_.close();
-    return ended || fail("the client did not close");
+    return result == Received::End || errno == ECONNRESET;
 }
 
 bool ScriptedServer::perform(const Reset&) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -36,6 +37,16 @@ struct ReadBody {
 struct Send {
     std::string bytes;
 };
+/// Sends what the function answers for 0, 1, 2...: as often as asked, or until the client goes.
+struct Generate {
+    static constexpr std::uint64_t Endless = UINT64_MAX;
+    std::function<std::string(std::uint64_t)> piece;
+    std::uint64_t count = Endless;
+};
+/// Sends nothing more and keeps the connection until the client has ended its own direction.
+struct Hold {};
+/// Reads and sends nothing until the test is over, or for as long as a wait may last.
+struct Ignore {};
 /// Ends the server's direction only; the script goes on.
 struct Shutdown {};
 /// Ends the server's direction, reads until the client has ended its own, and closes.
@@ -45,8 +56,8 @@ struct Reset {};
 /// Waits for the client's next connection. The first one needs no such step.
 struct NextConnection {};
 
-using Step = std::variant<Expect, ExpectExactly, ReadHead, ReadBody, Send, Shutdown, Close, Reset,
-                          NextConnection>;
+using Step = std::variant<Expect, ExpectExactly, ReadHead, ReadBody, Send, Generate, Hold, Ignore,
+                          Shutdown, Close, Reset, NextConnection>;
 
 /// A server on 127.0.0.1 that plays a script to one client connection after another.
 ///
@@ -65,6 +76,8 @@ public:
 
     /// Sends in writes of at most `size` bytes. The client may still receive several at once.
     void sendInPiecesOf(std::size_t size) noexcept { piece_ = size; }
+    /// Waits so long after each of those writes.
+    void pauseBetweenPieces(std::chrono::milliseconds pause) noexcept { pause_ = pause; }
 
     [[nodiscard]] std::uint16_t port() const noexcept { return listener_.port(); }
     /// Answers "http://127.0.0.1:PORT" and the path.
@@ -85,10 +98,14 @@ private:
     bool perform(const ReadHead& step);
     bool perform(const ReadBody& step);
     bool perform(const Send& step);
+    bool perform(const Generate& step);
+    bool perform(const Hold& step);
+    bool perform(const Ignore& step);
     bool perform(const Shutdown& step);
     bool perform(const Close& step);
     bool perform(const Reset& step);
     bool perform(const NextConnection& step);
+    bool awaitEnd();
     bool readUntil(const std::function<bool()>& enough, const std::string& what);
     bool fail(const std::string& what);
     void refuseFurtherConnections();
@@ -98,6 +115,7 @@ private:
     LoopbackListener listener_;
     StopSignal stop_;
     std::atomic<std::size_t> piece_{SIZE_MAX};
+    std::atomic<std::chrono::milliseconds> pause_{};
 
     // The server's thread alone uses these until it has ended.
     OwnedDescriptor connection_;

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds the documents against the tree: their links lead somewhere, the files they name are there,
 docs/errors.md tells of every record that the library writes, and of no other, and every property in
-SECURITY.md names a test that exists.
+SECURITY.md, as every row of docs/hostile.md, names a test that exists.
 
     documents.py ROOT
 """
@@ -18,6 +18,8 @@ DOCUMENTED = re.compile(r"`([A-Z][^`]* [^`]*)`")
 
 # A property, and a test of it: `Suite.Name`, or `Suite.Name/Row` for a row of its table.
 PROPERTY = re.compile(r"^\d+\. .*?(?=^\d+\. |^$)", re.MULTILINE | re.DOTALL)
+# A row of a table below its head.
+ROW = re.compile(r"^\|(?! what |-).*\|$", re.MULTILINE)
 TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*)(?:/(\w+))?`")
 
 
@@ -52,18 +54,34 @@ def defines(source, suite, name, row):
             and (row is None or f'{{"{row}",' in source))
 
 
+def held_faults(name, held_by, sources):
+    """Checks that there is a text that names tests, and that these are there."""
+    tests = TEST_NAME.findall(held_by)
+    if not tests:
+        yield f"{name} names no test"
+    for suite, test, row in tests:
+        if not any(defines(source, suite, test, row or None) for source in sources):
+            yield f"{name}: there is no test {suite}.{test} {row}"
+
+
 def property_faults(page, sources):
-    """Checks that each property names a test, and that the tests are there."""
+    """Checks the tests of each property of SECURITY.md."""
     properties = PROPERTY.findall(page)
     if not properties:
         yield "SECURITY.md has no properties"
     for text in properties:
-        held_by = TEST_NAME.findall(text.partition("Held by")[2])
-        if not held_by:
-            yield f"SECURITY.md names no test: {text.splitlines()[0]}"
-        for suite, name, row in held_by:
-            if not any(defines(source, suite, name, row or None) for source in sources):
-                yield f"SECURITY.md: there is no test {suite}.{name} {row}"
+        held_by = text.partition("Held by")[2]
+        yield from held_faults("SECURITY.md: " + text.splitlines()[0], held_by, sources)
+
+
+def row_faults(page, sources):
+    """Checks the tests in the last column of each table of docs/hostile.md."""
+    rows = ROW.findall(page)
+    if not rows:
+        yield "docs/hostile.md has no rows"
+    for row in rows:
+        cells = row.split("|")
+        yield from held_faults("docs/hostile.md:" + cells[1], cells[-2], sources)
 
 
 def self_check():
@@ -79,6 +97,12 @@ def self_check():
     for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
         if not list(property_faults(page, tests)):
             sys.exit("the check of properties is broken: " + page)
+    head = "| what | test |\n|---|---|\n"
+    if list(row_faults(head + "| a | `A.B`, `A.B/Row` |\n", tests)):
+        sys.exit("the check of rows is broken")
+    for page in ("none", head, head + "| a | b |", head + "| `A.B` | |", head + "| a | `A.C` |"):
+        if not list(row_faults(page, tests)):
+            sys.exit("the check of rows is broken: " + page)
 
 
 def main():
@@ -91,7 +115,8 @@ def main():
                       if path.parent.name != "text")
     tests = [path.read_text() for path in sorted((root / "tests").rglob("*.cpp"))]
     faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
-              *property_faults((root / "SECURITY.md").read_text(), tests)]
+              *property_faults((root / "SECURITY.md").read_text(), tests),
+              *row_faults((root / "docs/hostile.md").read_text(), tests)]
     if faults:
         sys.exit("\n".join(faults))
     print(f"{len(documents(root))} documents agree with the tree")

@@ -193,6 +193,16 @@ TEST(TlsRedirect, LeadsBetweenProtocolsBothWays) {
     EXPECT_TRUE(log.hasFailure("HTTPS is not allowed"));
 }
 
+TEST(TlsRedirect, FromHttpsToHttpCanBeRefused) {
+    const ScriptedServer plainEnd;  // expects no connection
+    TlsServer start(options(), "HTTP/1.1 302 x\r\nLocation: " + plain(plainEnd.url("/")) +
+                                   "\r\nContent-Length: 0\r\n\r\n");
+    const Ref<Request> request = Request::create(Flag::DisallowHttp)->setUrl(start.url("/"));
+    const LogCapture log(4);
+    EXPECT_EQ(look(request->perform(0)).error, ErrInvalidArgument);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"HTTP is not allowed"});
+}
+
 TEST(TlsProbe, AsksForNoCertificate) {
     TlsServer server({.chain = expiredChain()}, "");
     EXPECT_TRUE(Request::canConnect(server.url("/"), 0));
