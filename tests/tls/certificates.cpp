@@ -36,6 +36,9 @@ std::shared_ptr<EVP_PKEY> makeKey(KeyType type) {
     if (type == KeyType::Ed25519) {
         return own(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));
     }
+    if (type == KeyType::WeakRsa) {
+        return own(EVP_RSA_gen(1024));
+    }
     // One for all: it takes as long to make as a hundred of the others.
     static const std::shared_ptr<EVP_PKEY> rsa = own(EVP_RSA_gen(2048));
     return rsa;
@@ -85,8 +88,16 @@ void addExtensions(X509* certificate, X509* issuer, const CertificateText& text)
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
     addExtension(certificate, &context, NID_subject_key_identifier, "hash");
     addExtension(certificate, &context, NID_authority_key_identifier, "keyid");
+    const bool constrained =
+        std::any_of(text.extensions.begin(), text.extensions.end(),
+                    [](const auto& extension) { return extension.first == NID_basic_constraints; });
+    for (const auto& [nid, value] : text.extensions) {
+        addExtension(certificate, &context, nid, value.c_str());
+    }
     if (text.authority) {
-        addExtension(certificate, &context, NID_basic_constraints, "critical,CA:TRUE");
+        if (!constrained) {
+            addExtension(certificate, &context, NID_basic_constraints, "critical,CA:TRUE");
+        }
         addExtension(certificate, &context, NID_key_usage, "critical,keyCertSign,cRLSign");
     } else {
         addExtension(certificate, &context, NID_basic_constraints, "critical,CA:FALSE");
@@ -154,8 +165,9 @@ Certificate::Certificate(const CertificateText& text, const Certificate* issuer)
     addExtensions(self, above, text);
     EVP_PKEY* const signer = issuer != nullptr ? issuer->key() : key();
     // Ed25519 brings its own digest.
-    const EVP_MD* const digest =
-        EVP_PKEY_get_base_id(signer) == EVP_PKEY_ED25519 ? nullptr : EVP_sha256();
+    const EVP_MD* const digest = EVP_PKEY_get_base_id(signer) == EVP_PKEY_ED25519 ? nullptr
+                                 : text.digest != nullptr ? EVP_get_digestbyname(text.digest)
+                                                          : EVP_sha256();
     require(X509_sign(self, signer, digest) != 0, "signature");
 }
 
@@ -189,4 +201,8 @@ void trustOnly(const std::vector<Certificate>& roots, const std::string& more) {
 
 void removeTrustedRoots() {
     fs::remove(environmentFolder().bundle());
+}
+
+std::filesystem::path trustedRoots() {
+    return environmentFolder().bundle();
 }
