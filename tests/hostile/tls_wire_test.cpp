@@ -20,7 +20,7 @@ constexpr const char* WithLength = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n
 /// A server of one version behind a wire that can be harmed.
 class Wired {
 public:
-    Wired(int version, const char* answer)
+    Wired(int version, const std::string& answer)
         : server_({.chain = trustedChain(), .version = version}, answer), wire_(server_.port()) {}
     TamperedWire& wire() { return wire_; }
     Ref<Request> request() const { return Request::create()->setUrl(wire_.url()); }
@@ -98,6 +98,24 @@ TEST(TlsWire, HarmedAtAnyByteYieldsTheServersBodyOrNone) {
     std::cout << points << " points, " << failures << " failures\n";
     EXPECT_GT(failures, points / 2);
     EXPECT_LT(failures, points);
+}
+
+TEST(TlsWire, ChangedInABodyFailsItOrEndsIt) {
+    const std::string body(40'000, 'b');  // several records
+    for (const bool hasLength : {true, false}) {
+        Wired wired(TLS1_3_VERSION,
+                    hasLength ? okResponse(body) : "HTTP/1.1 200 OK\r\n\r\n" + body);
+        wired.wire().harm(Harm::Flip, 30'000);
+        const LogCapture log(4);
+        const MemorySink output;
+        const Seen seen = look(wired.request()->perform(output.stream(), 0));
+        EXPECT_EQ(seen.ok, !hasLength);
+        EXPECT_EQ(Error::get(), ErrTransfer);
+        EXPECT_TRUE(log.hasFailure("Read of "));
+        EXPECT_GT(output.bytes().size(), 16'000U);
+        EXPECT_LT(output.bytes().size(), 30'000U);
+        EXPECT_TRUE(body.starts_with(output.bytes()));
+    }
 }
 
 TEST(TlsWire, ThatFallsSilentIsLeftAtTheIdleLimit) {

@@ -50,7 +50,7 @@ void addSubject(X509_NAME* name, std::string_view entries) {
         const std::size_t equals = entry.find('=');
         const std::string field(entry.substr(0, equals));
         const std::string value(entry.substr(equals + 1));
-        require(X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
+        require(X509_NAME_add_entry_by_txt(name, field.c_str(), V_ASN1_UTF8STRING,
                                            reinterpret_cast<const unsigned char*>(value.data()),
                                            static_cast<int>(value.size()), -1, 0) == 1,
                 "subject");
