@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <regex>
 #include <sstream>
 
 #include <fcntl.h>
@@ -180,7 +179,7 @@ std::string recordsThrough(const PipeCase& row, const Mirrors& servers) {
 
 TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrNotAtAll) {
     const Mirrors servers(wordy);
-    const std::regex record("\\d{4}-\\d\\d-\\d\\dT[0-9:.]+Z [1-4] \\[[A-Za-z. ]+\\] .*");
+    const std::string record = "[-0-9]+T[0-9:.]+Z [1-4] \\[[A-Za-z. ]+\\] .*";
     const std::string reason = "Reason = " + std::string(9000, 'r');
     for (const PipeCase& row :
          {PipeCase{"Waiting", true, false}, PipeCase{"WaitingLong", true, true},
@@ -190,7 +189,7 @@ TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrNotAtAll) {
         int reasons = 0;
         for (std::string line; std::getline(lines, line);) {
             const bool isReason = line.find("Reason = ") != std::string::npos;
-            EXPECT_TRUE(std::regex_match(line.substr(0, 80), record)) << line.substr(0, 100);
+            EXPECT_THAT(line.substr(0, 80), testing::MatchesRegex(record));
             EXPECT_TRUE(!isReason || line.ends_with(reason)) << line.size();
             reasons += isReason ? 1 : 0;
         }

@@ -9,7 +9,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include "tests/hostile/long_form.hpp"
+#include "tests/hostile/bounds.hpp"
 #include "tests/support/scripted_server.hpp"
 #include "tests/tls/tls_server.hpp"
 
@@ -53,7 +53,7 @@ TEST(Unloading, LeavesOpenSslAndTheHostUsable) {
     ASSERT_EQ(use(true) + use(false), 4);  // what is made once is made here
     const std::size_t descriptors = openDescriptors();
     const std::ptrdiff_t before = mappings();
-    for (unsigned i = 0; i < timesOf(100, 1000); ++i) {
+    for (unsigned i = 0; i < (isLongForm() ? 1000U : 100U); ++i) {
         ASSERT_EQ(use(i % 2 == 0), 2) << i;
     }
     EXPECT_LE(openDescriptors(), descriptors + 4);  // the servers may be closing theirs

@@ -50,8 +50,8 @@ TEST(EndlessLine, EndsTheHeadAtTheSizeOfTheBuffer) {
             if (row.length == SIZE_MAX) {
                 script.emplace_back(bytesOf("xxxxxxxx", Generate::Endless));
             } else {
-                script.emplace_back(
-                    Send{std::string(row.length - inLine, 'x') + end + end + "abc"});
+                const std::string rest(row.length - inLine, 'x');
+                script.insert(script.end(), {Send{rest}, Send{end}, Send{end}, Send{"abc"}});
             }
             ScriptedServer server(std::move(script));
             const LogCapture log(3);
@@ -102,7 +102,7 @@ TEST(ManyFields, TakeMemoryByTheirNumber) {
                               Send{"\r\nabc"}};
         const LogCapture quiet(5);
         const Bounds bounds(
-            {.bytes = 4 * MiB + count * 500, .seconds = 10 + 20e-6 * double(count)});
+            {.bytes = 4 * MiB + count * 500, .seconds = 10 + 20e-6 * static_cast<double>(count)});
         const Ref<Response> response = requestFor(server)->perform(0);
         ASSERT_TRUE(response);
         EXPECT_EQ(response->headerFields().size(), count);
@@ -144,9 +144,10 @@ TEST(LargeBody, IsCountedAndNotKept) {
     for (const bool withLength : {true, false}) {
         const std::string field =
             withLength ? "Content-Length: " + std::to_string(size) + "\r\n" : "";
-        const std::string block(65536, 'b');
+        constexpr std::size_t block = 65536;
+        const auto bytes = [](std::uint64_t) { return std::string(block, 'b'); };
         ScriptedServer server{ReadHead{}, Send{Ok + field + "\r\nb"},
-                              Generate{[&](std::uint64_t) { return block; }, size / block.size()}};
+                              Generate{bytes, size / block}};
         const Ref<Drain> drain = Ref<Drain>::make();
         const Bounds bounds({.bytes = 4 * MiB, .seconds = isLongForm() ? 120.0 : 10.0});
         const Ref<Response> response = requestFor(server)->perform(drain, 0);

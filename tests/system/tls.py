@@ -8,6 +8,7 @@ import hashlib
 import json
 import os
 import pathlib
+import pwd
 import random
 import shutil
 import socket
@@ -26,6 +27,15 @@ SERVER = """
         ssl_certificate_key {0}/key.pem;
         location /stored/ {{ dav_methods PUT; create_full_put_path on; }}
         location = /moved {{ return 301 https://localhost:$server_port/small; }}
+"""
+
+OLD_TLS_ALONE = """openssl_conf = a
+[a]
+ssl_conf = b
+[b]
+system_default = c
+[c]
+MaxProtocol = TLSv1.1
 """
 
 
@@ -124,6 +134,50 @@ class TlsTest(unittest.TestCase):
         # A connection that fails for another reason says nothing of the bundle.
         refused = self.nethttp("https://127.0.0.1:1/", root="nowhere")
         self.assertNotIn(hint, refused.stderr)
+
+    def test_configuration_of_openssl(self):
+        """It is OpenSSL that reads it: it can narrow what is spoken, and widen no verification."""
+        for text, status in (("", 0), ("not a configuration", 0), (OLD_TLS_ALONE, 1),
+                             ("openssl_conf = s\n[s]\nengines = e\n[e]\nx = y\n[y]\n"
+                              "dynamic_path = /nowhere/engine.so\ninit = 1\n", 0)):
+            with self.subTest(text=text):
+                config = self.folder / "openssl.cnf"
+                config.write_text(text)
+                with_config = {"env": {**os.environ, "OPENSSL_CONF": str(config),
+                                       "VORNIK_ROOT": str(self.folder / "environment")}}
+                got = run([self.program, self.url + "/small"], **with_config)
+                self.assertEqual(got.returncode, status, got.stderr)
+                with_config["env"]["VORNIK_ROOT"] = "/nowhere"
+                self.assertEqual(run([self.program, self.url + "/small"], **with_config).returncode, 1)
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can raise the rights of a program")
+    def test_raised_rights(self):
+        """Whoever starts a program with another user's rights chooses neither its certificates nor how
+        its OpenSSL is configured."""
+        nobody = pwd.getpwnam("nobody")
+        self.folder.chmod(0o755)
+        if os.statvfs(self.folder).f_flag & os.ST_NOSUID:
+            self.skipTest("no program in this folder gets raised rights")
+        (self.folder / "openssl.cnf").write_text(OLD_TLS_ALONE)
+        program = self.folder / "program"
+        shutil.copy(self.program, program)
+        environment = {**os.environ, "VORNIK_ROOT": str(self.folder / "environment")}
+        for mode, config, status, record in (
+                (0o755, None, 0, ""), (0o755, "openssl.cnf", 1, "TLS handshake failed"),
+                (0o4755, None, 1, "unable to get local issuer certificate"),
+                (0o4755, "openssl.cnf", 1, "unable to get local issuer certificate")):
+            with self.subTest(mode=oct(mode), config=config):
+                program.chmod(mode)
+                if config:
+                    environment["OPENSSL_CONF"] = str(self.folder / config)
+                else:
+                    environment.pop("OPENSSL_CONF", None)
+                got = run([program, self.url + "/small"], env=environment, user=nobody.pw_uid,
+                          group=nobody.pw_gid, extra_groups=[])
+                if got.returncode == 127:
+                    self.skipTest("the libraries are not for everybody to read")
+                self.assertEqual(got.returncode, status, got.stderr)
+                self.assertIn(record, got.stderr)
 
     def test_openssl_server(self):
         for version in ("-tls1_2", "-tls1_3"):

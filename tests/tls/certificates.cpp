@@ -12,6 +12,7 @@
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
+#include <unistd.h>
 
 namespace {
 
@@ -35,6 +36,9 @@ std::shared_ptr<EVP_PKEY> makeKey(KeyType type) {
     if (type == KeyType::Ed25519) {
         return own(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));
     }
+    if (type == KeyType::WeakRsa) {
+        return own(EVP_RSA_gen(1024));
+    }
     // One for all: it takes as long to make as a hundred of the others.
     static const std::shared_ptr<EVP_PKEY> rsa = own(EVP_RSA_gen(2048));
     return rsa;
@@ -46,7 +50,7 @@ void addSubject(X509_NAME* name, std::string_view entries) {
         const std::size_t equals = entry.find('=');
         const std::string field(entry.substr(0, equals));
         const std::string value(entry.substr(equals + 1));
-        require(X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
+        require(X509_NAME_add_entry_by_txt(name, field.c_str(), V_ASN1_UTF8STRING,
                                            reinterpret_cast<const unsigned char*>(value.data()),
                                            static_cast<int>(value.size()), -1, 0) == 1,
                 "subject");
@@ -84,8 +88,16 @@ void addExtensions(X509* certificate, X509* issuer, const CertificateText& text)
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
     addExtension(certificate, &context, NID_subject_key_identifier, "hash");
     addExtension(certificate, &context, NID_authority_key_identifier, "keyid");
+    const bool constrained =
+        std::any_of(text.extensions.begin(), text.extensions.end(),
+                    [](const auto& extension) { return extension.first == NID_basic_constraints; });
+    for (const auto& [nid, value] : text.extensions) {
+        addExtension(certificate, &context, nid, value.c_str());
+    }
     if (text.authority) {
-        addExtension(certificate, &context, NID_basic_constraints, "critical,CA:TRUE");
+        if (!constrained) {
+            addExtension(certificate, &context, NID_basic_constraints, "critical,CA:TRUE");
+        }
         addExtension(certificate, &context, NID_key_usage, "critical,keyCertSign,cRLSign");
     } else {
         addExtension(certificate, &context, NID_basic_constraints, "critical,CA:FALSE");
@@ -110,13 +122,16 @@ public:
     EnvironmentFolder(const EnvironmentFolder&) = delete;
     EnvironmentFolder& operator=(const EnvironmentFolder&) = delete;
     ~EnvironmentFolder() {
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
+        if (getpid() == owner_) {  // not a copy of the process that a test has made
+            std::error_code ignored;
+            fs::remove_all(root_, ignored);
+        }
     }
     [[nodiscard]] fs::path bundle() const { return root_ / "system/base/certs.pem"; }
 
 private:
     fs::path root_;
+    pid_t owner_ = getpid();
 };
 
 const EnvironmentFolder& environmentFolder() {
@@ -150,8 +165,9 @@ Certificate::Certificate(const CertificateText& text, const Certificate* issuer)
     addExtensions(self, above, text);
     EVP_PKEY* const signer = issuer != nullptr ? issuer->key() : key();
     // Ed25519 brings its own digest.
-    const EVP_MD* const digest =
-        EVP_PKEY_get_base_id(signer) == EVP_PKEY_ED25519 ? nullptr : EVP_sha256();
+    const EVP_MD* const digest = EVP_PKEY_get_base_id(signer) == EVP_PKEY_ED25519 ? nullptr
+                                 : text.digest != nullptr ? EVP_get_digestbyname(text.digest)
+                                                          : EVP_sha256();
     require(X509_sign(self, signer, digest) != 0, "signature");
 }
 
@@ -185,4 +201,8 @@ void trustOnly(const std::vector<Certificate>& roots, const std::string& more) {
 
 void removeTrustedRoots() {
     fs::remove(environmentFolder().bundle());
+}
+
+std::filesystem::path trustedRoots() {
+    return environmentFolder().bundle();
 }

@@ -1,13 +1,15 @@
 #pragma once
 
 #include <ctime>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <openssl/types.h>
 
-enum class KeyType { Ec, Rsa, Ed25519 };
+enum class KeyType { Ec, Rsa, WeakRsa, Ed25519 };
 
 inline constexpr std::time_t Day = 86'400;
 
@@ -24,6 +26,10 @@ struct CertificateText {
     bool authority = false;
     /// The extended key usage.
     const char* purpose = "serverAuth";
+    /// Of the signature; null: one that is good.
+    const char* digest = nullptr;
+    /// Further extensions by number, in OpenSSL's words. Basic constraints take the place of its own.
+    std::vector<std::pair<int, std::string>> extensions = {};
 };
 
 /// The text of a certificate authority.
@@ -60,3 +66,5 @@ using Chain = std::vector<Certificate>;
 void trustOnly(const std::vector<Certificate>& roots, const std::string& more = "");
 /// Takes the bundle of trusted roots away.
 void removeTrustedRoots();
+/// Answers where the bundle stands.
+std::filesystem::path trustedRoots();

@@ -6,6 +6,7 @@
 
 #include <openssl/ssl.h>
 
+#include "tests/hostile/bounds.hpp"
 #include "tests/tls/tls_server.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
@@ -151,6 +152,17 @@ TEST(TlsVersions, BothAreSpokenAndCarryAnyRecordSize) {
     EXPECT_EQ(get(server).body, "one byte a record");
 }
 
+TEST(TlsVersions, BelowOneTwoAreRefused) {
+    for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
+        Options old = options();
+        old.version = version;
+        TlsServer server(old, WithLength);
+        const LogCapture log;
+        EXPECT_EQ(get(server, {Flag::SslIgnoreInvalid}).error, ErrTransfer);
+        EXPECT_TRUE(log.hasFailure("SSL error: ")) << version;
+    }
+}
+
 TEST(TlsServerWithoutACertificate, IsNotSpokenTo) {
     trustOnly({root()});
     TlsServer server({.version = TLS1_2_VERSION}, "");
@@ -211,6 +223,26 @@ TEST(TlsProbe, AsksForNoCertificate) {
     EXPECT_FALSE(get(server).ok);
 }
 
+TEST(TlsRenegotiation, IsJudgedByThePolicyOfTheThreadsLastExchange) {
+    Options set = options();
+    const TlsServer inner(set, WithLength);
+    set.chain = expiredChain();
+    set.version = TLS1_2_VERSION;
+    set.extra = Extra::Renegotiation;
+    set.record = 512;
+    const TlsServer outer(set, okResponse(std::string(2000, 'b')));
+    const Flags forgiving = Flag::SslIgnoreValidityPeriod;
+    for (const Flags nested : {forgiving, Flags()}) {
+        const LogCapture log(4);
+        const Ref<Request> request = Request::create(forgiving)->setUrl(outer.url("/"));
+        request->onDownloadProgress(
+            [&](double done) { EXPECT_TRUE(done == 0 || done == 1 || get(inner, nested).ok); });
+        const Seen seen = look(request->perform(0));
+        EXPECT_EQ(seen.ok, nested == forgiving);
+        EXPECT_EQ(log.hasFailure("Certificate error: certificate has expired"), !seen.ok);
+    }
+}
+
 /// Performs the exchange that a number stands for and checks that its own policy decided.
 void exchangeNumber(unsigned number, const TlsServer& good, const TlsServer& expired,
                     const AnsweringServer& plainServer) {
@@ -237,6 +269,7 @@ std::string answerByPath(const std::string& request) {
 
 TEST(TlsMany, ThreadsGetTheirOwnPolicysAnswer) {
     const LogCapture quiet(5);
+    const unsigned rounds = isLongForm() ? 900 : 18;  // of which three in four are over TLS
     Options set = options();
     set.threads = 4;
     TlsServer good(set, answerByPath);
@@ -246,7 +279,7 @@ TEST(TlsMany, ThreadsGetTheirOwnPolicysAnswer) {
     std::vector<std::thread> threads;
     for (unsigned thread = 0; thread < 16; ++thread) {
         threads.emplace_back([&, thread] {
-            for (unsigned i = 0; i < 8; ++i) {
+            for (unsigned i = 0; i < rounds; ++i) {
                 exchangeNumber(thread + i, good, expired, plainServer);
             }
         });

@@ -1,5 +1,10 @@
 // The certificate policy: every kind of certificate under every set of switches.
 
+#include <filesystem>
+#include <fstream>
+
+#include <openssl/x509v3.h>
+
 #include "tests/tls/session.hpp"
 
 namespace Libraries::Networks::HTTP::Utils {
@@ -12,6 +17,7 @@ enum class Issue {
     ByRoot,
     ByIntermediate,  // which is sent
     ByUnsentIntermediate,
+    ByTwoIntermediates,  // of which both are sent
     ByItself,
     ByUnknownRoot,
     ByUnknownRootSent,
@@ -25,6 +31,8 @@ struct Case {
     Issue issue = Issue::ByRoot;
     const char* host = "localhost";
     bool bundle = true;
+    CertificateText intermediate = authority("Intermediate");
+    const char* serverName = nullptr;  // that the client asks for; null: the host
 };
 
 CertificateText leaf(std::vector<std::string> names = {"DNS:localhost"},
@@ -50,6 +58,24 @@ CertificateText forClients() {
     text.purpose = "clientAuth";
     return text;
 }
+
+CertificateText signedBy(const char* digest) {
+    CertificateText text = leaf();
+    text.digest = digest;
+    return text;
+}
+CertificateText authorityAsServer() {
+    CertificateText text = leaf();
+    text.authority = true;
+    return text;
+}
+CertificateText limited(int extension, const char* value) {
+    CertificateText text = authority("Limited");
+    text.extensions = {{extension, value}};
+    return text;
+}
+
+const std::string longName = std::string(50, 'n') + "." + std::string(250, 'a');
 
 void PrintTo(const Case& row, std::ostream* out) {
     *out << row.name;
@@ -85,11 +111,42 @@ std::vector<Case> cases() {
         {"OtherCommonNameAlone", {62}, withoutNames("CN=elsewhere.test")},
         {"NulInName", {62}, leaf({"DNS:localhost\0.evil.test"s})},
         {"WrongPurpose", {26}, forClients()},
+        {"WildcardIsNotTheDomain", {62}, leaf({"DNS:*.a.test"}), Issue::ByRoot, "a.test"},
+        {"WildcardOfATopLevel", {62}, leaf({"DNS:*.test"}), Issue::ByRoot, "a.test"},
+        {"AddressOfTheOtherKind", {}, leaf({"IP:::1"}), Issue::ByRoot, "::1"},
+        {"AddressInBrackets", {62}, leaf({"IP:::1"}), Issue::ByRoot, "[::1]"},
+        {"DotAtTheEnd", {62}, leaf(), Issue::ByRoot, "localhost."},
+        {"HostBeyondAscii", {62}, leaf(), Issue::ByRoot, "m\u00fcnchen.test"},
+        {"HostTooLongToAskFor", {62}, leaf(), Issue::ByRoot, longName.c_str(), true, {}, "(none)"},
+        {"AuthorityAsServer", {26}, authorityAsServer()},
+        {"PathTooLong",
+         {25},
+         leaf(),
+         Issue::ByTwoIntermediates,
+         "localhost",
+         true,
+         limited(NID_basic_constraints, "critical,CA:TRUE,pathlen:0")},
+        {"NameNotPermitted",
+         {47},
+         leaf(),
+         Issue::ByIntermediate,
+         "localhost",
+         true,
+         limited(NID_name_constraints, "critical,permitted;DNS:a.test")},
+        {"NameExcluded",
+         {48},
+         leaf(),
+         Issue::ByIntermediate,
+         "localhost",
+         true,
+         limited(NID_name_constraints, "critical,excluded;DNS:localhost")},
+        {"WeakKey", {66}, leaf({"DNS:localhost"}, KeyType::WeakRsa)},
+        {"WeakSignature", {68}, signedBy("SHA1")},
     };
 }
 
 Chain makeChain(const Case& row, const Certificate& root) {
-    const Certificate intermediate = root.issue(authority("Intermediate"));
+    const Certificate intermediate = root.issue(row.intermediate);
     const Certificate unknown = Certificate::selfSigned(authority("Unknown Root"));
     switch (row.issue) {
         case Issue::ByRoot:
@@ -98,6 +155,10 @@ Chain makeChain(const Case& row, const Certificate& root) {
             return {intermediate.issue(row.text), intermediate};
         case Issue::ByUnsentIntermediate:
             return {intermediate.issue(row.text)};
+        case Issue::ByTwoIntermediates: {
+            const Certificate second = intermediate.issue(authority("Second"));
+            return {second.issue(row.text), second, intermediate};
+        }
         case Issue::ByUnknownRoot:
             return {unknown.issue(row.text)};
         case Issue::ByUnknownRootSent:
@@ -165,7 +226,8 @@ TEST_P(Policy, ForgivesItsOwnClassAlone) {
     }
     for (const TlsServer::Connection& connection : server.connections(8)) {
         EXPECT_FALSE(connection.resumed);
-        EXPECT_EQ(connection.handshake ? connection.serverName : row.host, row.host);
+        const std::string name = row.serverName != nullptr ? row.serverName : row.host;
+        EXPECT_EQ(connection.handshake ? connection.serverName : name, name);
     }
 }
 
@@ -183,6 +245,89 @@ TEST(Policy, ReadsTheBundleAnewForEveryConnection) {
     EXPECT_TRUE(streamTo(server));
     trustOnly({});
     EXPECT_FALSE(streamTo(server));
+}
+
+TEST(Policy, FindsNoIssuerInABundleThatIsNone) {
+    namespace fs = std::filesystem;
+    const Certificate root = Certificate::selfSigned(authority("Root"));
+    trustOnly({root});
+    TlsServer server({.chain = {root.issue(leaf())}}, "");
+    const fs::path bundle = trustedRoots();
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"Garbage", [&] { std::ofstream(bundle) << std::string(100'000, '\x80'); }},
+        {"GarbageAsPem",
+         [&] {
+             std::ofstream(bundle) << "-----BEGIN CERTIFICATE-----\nMIIB\n"
+                                      "-----END CERTIFICATE-----\n";
+         }},
+        {"Folder", [&] { fs::create_directory(bundle); }},
+        {"LinkToItself", [&] { fs::create_symlink(bundle, bundle); }},
+    };
+    for (const auto& [name, make] : cases) {
+        SCOPED_TRACE(name);
+        fs::remove(bundle);
+        make();
+        const LogCapture log;
+        EXPECT_FALSE(streamTo(server));
+        EXPECT_EQ(linesOf(log).at(0),
+                  "4 HTTP Utils: Certificate error: unable to get local issuer certificate");
+    }
+    fs::remove(bundle);
+    trustOnly({root});
+    EXPECT_TRUE(streamTo(server));
+}
+
+std::vector<std::string> manyNames(const std::string& before, std::size_t count) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < count; ++i) {
+        names.push_back(before + std::to_string(i) + ".test");
+    }
+    return names;
+}
+
+/// A root that permits so many domains besides the host.
+CertificateText permitting(std::size_t count) {
+    std::string value = "critical,permitted;DNS:localhost";
+    for (const std::string& name : manyNames(",permitted;DNS:n", count)) {
+        value += name;
+    }
+    CertificateText text = authority("Root");
+    text.extensions = {{NID_name_constraints, value}};
+    return text;
+}
+
+/// OpenSSL has limits of its own: 100 certificates, 100 KiB of them, 2^20 comparisons of names.
+TEST(Policy, OfLargeChainsIsThatOfOpenSsl) {
+    struct Large {
+        const char* name;
+        std::size_t intermediates;
+        std::size_t names;
+        std::size_t permitted;
+        bool accepted;
+    };
+    for (const Large& row : {Large{"NinetyIntermediates", 90, 1, 0, true},
+                             Large{"HundredAndTwentyIntermediates", 120, 1, 0, false},
+                             Large{"ThreeThousandNames", 0, 3000, 0, true},
+                             Large{"TenThousandNames", 0, 10'000, 0, false},
+                             Large{"NamesByConstraints", 0, 500, 500, true},
+                             Large{"TooManyNamesByConstraints", 0, 2500, 1000, false}}) {
+        SCOPED_TRACE(row.name);
+        const Certificate root = Certificate::selfSigned(
+            row.permitted != 0 ? permitting(row.permitted) : authority("Root"));
+        trustOnly({root});
+        Chain chain = {root};
+        for (std::size_t i = 0; i < row.intermediates; ++i) {
+            chain.insert(chain.begin(), chain.front().issue(authority("I" + std::to_string(i))));
+        }
+        std::vector<std::string> names = manyNames("DNS:n", row.names);
+        names.emplace_back("DNS:localhost");
+        chain.insert(chain.begin(), chain.front().issue({.names = names}));
+        TlsServer server({.chain = chain}, "");
+        const LogCapture log;
+        EXPECT_EQ(static_cast<bool>(streamTo(server)), row.accepted);
+        EXPECT_EQ(log.hasFailure("TLS handshake failed to localhost"), !row.accepted);
+        EXPECT_EQ(ERR_peek_error(), 0U);
+    }
 }
 
 TEST(Policy, DoesNotAskWhetherACertificateWasRevoked) {

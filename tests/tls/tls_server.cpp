@@ -35,6 +35,11 @@ std::shared_ptr<SSL_CTX> makeContext(const TlsServer::Options& options) {
         require(SSL_CTX_set_cipher_list(context.get(), "aNULL:@SECLEVEL=0") == 1, "ciphers");
         return context;
     }
+    if (options.extra == TlsServer::Extra::Renegotiation) {  // with a certificate each time
+        SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
+        SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
+    }
+    SSL_CTX_set_security_level(context.get(), 0);  // weak certificates are the client's to refuse
     const Certificate& leaf = options.chain.front();
     require(SSL_CTX_use_certificate(context.get(), leaf.x509()) == 1, "certificate");
     require(SSL_CTX_use_PrivateKey(context.get(), leaf.key()) == 1, "key");

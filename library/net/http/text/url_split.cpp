@@ -8,10 +8,20 @@
 
 namespace Libraries::Networks::HTTP::Client {
 
-[[gnu::init_priority(300)]] const Ref<String> ProtocolHttp = String::create("http");
-[[gnu::init_priority(300)]] const Ref<String> ProtocolHttps = String::create("https");
-
 namespace {
+
+/// A text that is never destroyed: an exchange may still run while the process ends.
+union LastingText {
+    explicit LastingText(std::string_view octets) noexcept : text(String::create(octets)) {}
+    LastingText(const LastingText&) = delete;
+    LastingText& operator=(const LastingText&) = delete;
+    ~LastingText() {}  // NOLINT(modernize-use-equals-default): that one would be deleted
+
+    Ref<String> text;
+};
+
+[[gnu::init_priority(300)]] LastingText httpText("http");
+[[gnu::init_priority(300)]] LastingText httpsText("https");
 
 constexpr std::uint64_t LargestPort = 0xFFFF;
 
@@ -36,6 +46,9 @@ bool splitAuthority(std::string_view authority, Ref<String>& host, std::uint16_t
 }
 
 }  // namespace
+
+const Ref<String>& ProtocolHttp = httpText.text;
+const Ref<String>& ProtocolHttps = httpsText.text;
 
 bool splitUrlCore(const Ref<String>& url, Ref<String>& protocol, Ref<String>& host,
                   std::uint16_t& port, Ref<String>& path, SplitFlags flags) {

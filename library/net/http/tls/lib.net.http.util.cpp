@@ -34,8 +34,15 @@ static_assert(NameFlags == 0x82031B);
 
 /// The slot through which the policy reaches the verify callback, which OpenSSL calls without an
 /// argument.
-OnceFlag policySlotReserved;
+OnceFlag processPrepared;
 std::uint32_t policySlot = 0;
+
+/// OpenSSL would free what it has at the process's end, below threads that are in a handshake then.
+/// Whoever initialises it first decides: it stays so where the application has asked for it.
+void prepareProcess() {
+    policySlot = ThdLocalData::res();
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+}
 
 SSLFlags threadPolicy() noexcept {
     std::uint64_t mask = 0;
@@ -271,7 +278,7 @@ int verifyCallback(int preverifyOk, X509_STORE_CTX* store) {
 }
 
 Ref<NetStream> createSSLStream(Ref<Socket> socket, const Ref<String>& host, const SSLFlags& flags) {
-    InitCode::_do_call_once(policySlotReserved, [] { policySlot = ThdLocalData::res(); });
+    InitCode::_do_call_once(processPrepared, prepareProcess);
     BioPtr bio = createStreamBio(socket);
     if (!bio) {
         logFailure("Failed to create BIO from socket");
