@@ -39,9 +39,10 @@ constexpr std::uint64_t SmallestSegment = 536;  // RFC 9293, section 3.7.1
 constexpr std::uint64_t LargeReceive = 0x8000;
 constexpr std::uint64_t ReadAhead = 0x10000;
 
-// A receiver takes what comes in pieces that stay in a processor's second-level cache: what it does
-// with them is faster than the longer way of larger pieces.
-constexpr std::uint64_t MostAtOnce = 0x10000;
+// A receiver takes what comes in pieces that stay in a processor's caches: what it does with them is
+// faster than the longer way of larger pieces. Smaller ones also keep it from waiting for a server
+// that sends as much at a time: it finds the next piece there.
+constexpr std::uint64_t MostAtOnce = 0x8000;
 
 // The most that one call sends: eight of the segments in which the host talks to itself, which hold
 // 65,535 bytes with the headers of IPv6 (40), TCP (20) and its timestamps (12). Of a round size, a
