@@ -205,7 +205,7 @@ void Run::printKinds() const {
 
 bool Run::go() {
     const std::uint64_t part = options_.exchanges / 10;
-    round("warm-up", part);
+    round("warm-up", std::max<std::uint64_t>(part, 100UL * options_.threads));
     const Size warm = size_;
     {
         const FewDescriptors few(options_.threads / 4);
