@@ -31,6 +31,10 @@ LOCATIONS = """
         ssl_certificate_key {0}/key.pem;
         location /stored/ {{ dav_methods PUT; }}
         location = /moved {{ absolute_redirect off; return 302 /small; }}
+        # That a machine stands still for a while is no reason for the server to break off.
+        client_header_timeout 1h;
+        client_body_timeout 1h;
+        send_timeout 1h;
         reset_timedout_connection on;
         location = /closed {{ reset_timedout_connection off; return 444; }}
         location = /reset {{ return 444; }}
