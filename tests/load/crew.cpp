@@ -9,13 +9,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t MostExamples = 12;
+constexpr std::size_t MostExamples = 6;
 
 }  // namespace
 
-Crew::Crew(unsigned threads, const Ports& ports) : ports_(ports), gate_(threads + 1) {
+Crew::Crew(unsigned threads, const Ports& ports)
+    : ports_(ports), count_(threads), gate_(threads + 1) {
     for (unsigned i = 0; i < threads; ++i) {
-        threads_.emplace_back([this] { work(); });
+        threads_.emplace_back([this, i] { work(i); });
     }
 }
 
@@ -31,20 +32,22 @@ Tally Crew::round(std::uint64_t exchanges, const Forgives& forgives) {
     tally_.right.assign(kinds().size(), 0);
     tally_.other.assign(kinds().size(), 0);
     forgives_ = forgives;
-    next_ = end_;
+    begin_ = end_;
     end_ += exchanges;
     gate_.arrive_and_wait();
     gate_.arrive_and_wait();
     return std::exchange(tally_, {});
 }
 
-void Crew::work() {
+void Crew::work(std::uint64_t place) {
     for (;;) {
         gate_.arrive_and_wait();
         if (over_) {
             return;
         }
-        for (std::uint64_t number = next_++; number < end_; number = next_++) {
+        const std::uint64_t exchanges = end_ - begin_;
+        const std::uint64_t last = begin_ + exchanges * (place + 1) / count_;
+        for (std::uint64_t number = begin_ + exchanges * place / count_; number < last; ++number) {
             one(number);
         }
         gate_.arrive_and_wait();

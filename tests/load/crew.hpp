@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <barrier>
 #include <cstddef>
 #include <cstdint>
@@ -36,17 +35,19 @@ public:
     Crew& operator=(const Crew&) = delete;
     ~Crew();
 
-    /// Performs so many exchanges, and waits for the last of them.
+    /// Performs so many exchanges, and waits for the last of them. Each thread has an equal part, in a
+    /// row: from 100 on it meets every kind.
     Tally round(std::uint64_t exchanges, const Forgives& forgives);
 
 private:
-    void work();
+    void work(std::uint64_t place);
     void one(std::uint64_t number);
 
     const Ports& ports_;
+    const unsigned count_;
     std::barrier<> gate_;  // passed by all at the begin and at the end of a round
     bool over_ = false;
-    std::atomic<std::uint64_t> next_ = 0;
+    std::uint64_t begin_ = 0;
     std::uint64_t end_ = 0;
     Forgives forgives_;
     std::mutex mutex_;

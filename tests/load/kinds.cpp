@@ -18,7 +18,7 @@ using Libraries::Networks::HTTP::Client::Request;
 using Libraries::Networks::HTTP::Client::Response;
 
 constexpr std::size_t Small = 1024;
-constexpr std::size_t Large = 256 * 1024;
+constexpr std::size_t Large = 256UL * 1024;
 constexpr std::size_t Uploaded = 10'000;
 
 constexpr Kind Kinds[] = {
@@ -42,7 +42,7 @@ constexpr Kind Kinds[] = {
 };
 
 /// The octets of every body, and of none longer than the largest.
-const std::string& pattern() {
+std::string_view pattern() {
     static const std::string octets = [] {
         std::string made(Large, '\0');
         for (std::size_t at = 0; at < made.size(); ++at) {
@@ -90,7 +90,7 @@ Outcome judge(const Kind& kind, const Ref<Response>& response, std::string_view 
     if (response && response->statusCode() != kind.status) {
         return wrong("status " + std::to_string(response->statusCode()));
     }
-    if (kind.size != 0 && body != std::string_view(pattern()).substr(0, kind.size)) {
+    if (kind.size != 0 && body != pattern().substr(0, kind.size)) {
         return wrong("another body, of " + std::to_string(body.size()));
     }
     return {true, ""};
@@ -121,7 +121,7 @@ Outcome perform(const Kind& kind, std::uint64_t number, const Ports& ports) {
     }
     if (kind.body == Body::Upload) {
         request->setMethod(Request::Method::Put)
-            ->setBody(Streams::from(std::string_view(pattern()).substr(0, Uploaded)));
+            ->setBody(Streams::from(pattern().substr(0, Uploaded)));
     } else if (kind.body == Body::CancelledStream) {
         request->cancelWhen([] { return true; });
     }

@@ -36,6 +36,7 @@ using Load::Tally;
 // What is in use varies with what OpenSSL keeps in passing, what is resident with the gaps between.
 constexpr long MostHeapGrowth = 64L << 10;
 constexpr long MostGrowth = 12L << 20;
+constexpr std::uint64_t LeastShort = 1000;  // exchanges, so that something does run short
 constexpr const char* PortRange = "/proc/sys/net/ipv4/ip_local_port_range";
 
 struct Options {
@@ -205,15 +206,16 @@ void Run::printKinds() const {
 
 bool Run::go() {
     const std::uint64_t part = options_.exchanges / 10;
-    round("warm-up", part);
+    round("warm-up", std::max<std::uint64_t>(part, 100UL * options_.threads));
     const Size warm = size_;
+    const std::uint64_t enough = std::max<std::uint64_t>(part, LeastShort);
     {
         const FewDescriptors few(options_.threads / 4);
-        round("few descriptors", part, isForWantOfDescriptors);
+        round("few descriptors", enough, isForWantOfDescriptors);
     }
     if (options_.ownNetwork) {
         const FewPorts few;
-        round("few ports", part, isForWantOfPorts);
+        round("few ports", enough, isForWantOfPorts);
     }
     for (unsigned i = 1; i < 10; ++i) {
         round("all at hand", part);

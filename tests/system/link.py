@@ -1,9 +1,10 @@
 """Two hosts and the link between them, for tests of networks that misbehave.
 
-The process itself is the near host, in a network namespace of its own without any other way out; the
-far host is a second namespace, entered by `Link.far`. Each has a tun device, and a thread carries the
-packets between the two: it loses, delays, repeats and damages real ones. (The kernel's netem does
-likewise, but is a module that many machines lack; and a carrier can stop at a given packet.)
+The process itself is the near host, in a network namespace of its own without any other way out;
+the far host is a second namespace, entered by `Link.far`. Each has a tun device, and a thread
+carries the packets between the two: it loses, delays, repeats and damages real ones. (The kernel's
+netem does likewise, but is a module that many machines lack; and this one can stop at a given
+packet.)
 """
 
 import contextlib
@@ -66,7 +67,7 @@ def system_call(result):
 
 
 class Device:
-    """A tun device in the thread's network namespace: what is read was sent to it, packet by packet."""
+    """A tun device in the thread's network namespace: what is read is what was sent there."""
 
     def __init__(self, name):
         self.number = os.open(TUN, os.O_RDWR | os.O_NONBLOCK | os.O_CLOEXEC)
