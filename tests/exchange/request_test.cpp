@@ -43,9 +43,10 @@ TEST(RequestHead, HasExactlyTheseBytes) {
         EXPECT_EQ(bytesOf(flags,
                           [](Request& request) {
                               request.setHeaderField(str("user-agent"), str("mine"))
-                                  ->setMethod(static_cast<Request::Method>(9));
+                                  ->setMethod(static_cast<Request::Method>(9))
+                                  ->setVersion(static_cast<Request::Version>(2));
                           }),
-                  "GET / HTTP/1.0\r\nHost: 127.0.0.1\r\nuser-agent: mine\r\n\r\n");
+                  "GET / HTTP/\r\nHost: 127.0.0.1\r\nuser-agent: mine\r\n\r\n");
     }
 }
 
@@ -71,7 +72,7 @@ TEST(RequestHead, CarriesEveryMethod) {
 
 TEST(RequestHead, SettingsReplaceThePartsOfTheUrl) {
     ScriptedServer server{ReadHead{}, Ok, NextConnection{}, ReadHead{}, Ok, NextConnection{},
-                          ReadHead{}, Ok};
+                          ReadHead{}, Ok, NextConnection{}, ReadHead{}, Ok};
     const Ref<Request> request = Request::create({});
     request->setUrl(str("https://nowhere.invalid:1/a?b"))
         ->setProtocol(Request::Protocol::Http)
@@ -86,6 +87,9 @@ TEST(RequestHead, SettingsReplaceThePartsOfTheUrl) {
     request->setProtocol(static_cast<Request::Protocol>(0));
     const Seen seen = look(request->perform(0));
     EXPECT_TRUE(seen.url.starts_with("http://127.0.0.1:" + std::to_string(server.port()) + "/"));
+    const Seen bare = look(request->setPath(str("w"))->perform(0));
+    EXPECT_EQ(bare.url, "http://127.0.0.1:" + std::to_string(server.port()) + "/w");
+    EXPECT_EQ(server.received(3), defaultHead("w"));
     EXPECT_EQ(server.received(0), defaultHead("/c%20d"));
     EXPECT_EQ(server.received(1), defaultHead("/u"));
     EXPECT_EQ(server.received(2), defaultHead("/v"));

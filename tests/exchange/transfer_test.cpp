@@ -98,6 +98,16 @@ TEST(Upload, ThatRunsDryFails) {
     }
 }
 
+TEST(Upload, FromASourceThatClaimsMoreThanWasAskedForFails) {
+    ScriptedServer server{ReadHead{}, Close{}};
+    const LogCapture log(3, 0x999);
+    const Ref<ScriptedBody> body = ScriptedBody::create({.bytes = "abcde", .lie = 1});
+    EXPECT_EQ(look(requestFor(server)->setBody(body)->perform(0)).error, ErrTransfer);
+    EXPECT_EQ(log.texts(),
+              std::vector<std::string>{"Failed to read data for request body; error: 666h (1638)"});
+    EXPECT_TRUE(server.received().ends_with("\r\n\r\n"));
+}
+
 TEST(Upload, ToAServerThatIsGoneFails) {
     // More than the buffers of both ends take: some write must meet the reset.
     const Ref<Interfaces::Stripe> body = MemInStrm::create(std::string(64U << 20U, 'x'));
@@ -212,6 +222,8 @@ TEST(Progress, MayTakeTheCallbacksAndTheBodyAway) {
         Ref<Leaving> callback = Ref<Leaving>::make();
         callback->request = request.get();
         callback->from = from;
+        const CancelStub cancel(1);
+        request->setCancelQuery(cancel.query())->setCancelArgument(7);
         request->setUploadProgressCallback(callback)->setDownloadProgressCallback(callback);
         callback.reset();
         EXPECT_EQ(look(request->perform(0)).body, "ab");

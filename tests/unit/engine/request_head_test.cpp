@@ -28,6 +28,9 @@ TEST(RequestHead, TargetsAreEncodedBySegment) {
         requestTarget(rewritten);
         EXPECT_EQ(plain(rewritten), target) << path;
     }
+    Ref<String> none;
+    requestTarget(none);
+    EXPECT_FALSE(none);
 }
 
 TEST(RequestHead, MethodsAndVersions) {

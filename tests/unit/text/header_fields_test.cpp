@@ -50,6 +50,12 @@ TEST(HeaderFields, OrderIsThatOfLoweredCopies) {
     }
 }
 
+TEST(HeaderFields, NullComesBeforeAnyTextAndEqualsItself) {
+    EXPECT_FALSE(HeaderNameLess()(Ref<String>(), Ref<String>()));
+    EXPECT_TRUE(HeaderNameLess()(Ref<String>(), std::string_view()));
+    EXPECT_FALSE(HeaderNameLess()(std::string_view(), Ref<String>()));
+}
+
 TEST(HeaderFields, OnlyAToZAreLowered) {
     HeaderFields fields;
     setField(fields, str("\xC3\x84"), str("1"));  // not its small letter, 0xC3 0xA4

@@ -51,6 +51,23 @@ TEST(VerifyCallback, KeepsThePolicyOfTheThreadsLastHandshake) {
     }
 }
 
+TEST(Policy, ForgivesAServerToHaveNoCertificateWithTheInvalidOnes) {
+    const Certificate certificate = Certificate::selfSigned({.names = {"DNS:localhost"}});
+    trustOnly({certificate});
+    TlsServer server({.chain = {certificate}}, "");
+    for (unsigned switches = 0; switches < 8; ++switches) {
+        const SSLFlags flags = SSLFlags::fromMask(switches);
+        const bool forgiven = flags.has(SSLFlag::IgnoreInvalid);
+        const Ref<Socket> socket = socketTo(server);
+        const LogCapture log;
+        const SslFault fault(SslCall::PeerCertificate);
+        EXPECT_EQ(static_cast<bool>(createSSLStream(socket, str("localhost"), flags)), forgiven);
+        EXPECT_EQ(linesOf(log),
+                  std::vector<std::string>{std::string(forgiven ? "3" : "4") +
+                                           " HTTP Utils: No server certificate for localhost"});
+    }
+}
+
 struct SetUpFailure {
     const char* name;
     SslCall call;

@@ -307,6 +307,9 @@ TEST(StreamBio, PutsWritesATextToItsEnd) {
     const LogCapture log;
     EXPECT_EQ(BIO_puts(bio.get(), "text"), 4);
     EXPECT_EQ(BIO_puts(bio.get(), "more"), 0);  // and no record
+    EXPECT_EQ(BIO_puts(bio.get(), nullptr), 0);
+    EXPECT_EQ(BIO_gets(bio.get(), nullptr, 80), 0);
+    EXPECT_EQ(BIO_write(bio.get(), "x", 0), 0);
     EXPECT_EQ(object->transport.written, "text");
     EXPECT_EQ(object->transport.asked, "write 4 4294967295; write 4 4294967295; ");
     EXPECT_TRUE(log.records().empty());
@@ -362,6 +365,11 @@ TEST(StreamBio, DuplicatingTheExDataSharesTheObjectAndCopiesTheUnreadBytes) {
     for (const int slot : {instance, buffer}) {
         CRYPTO_set_ex_data(&from, slot, nullptr);
     }
+    ASSERT_EQ(CRYPTO_dup_ex_data(CRYPTO_EX_INDEX_BIO, &copy, &from), 1);
+    for (const int slot : {instance, buffer}) {
+        EXPECT_EQ(CRYPTO_get_ex_data(&copy, slot), nullptr);
+    }
+    CRYPTO_free_ex_data(CRYPTO_EX_INDEX_BIO, nullptr, &copy);
     CRYPTO_free_ex_data(CRYPTO_EX_INDEX_BIO, nullptr, &from);
     bio.reset();
     EXPECT_EQ(body->referenceCount(), 1U);

@@ -56,6 +56,10 @@ TEST(LogRecord, LeavesTheErrorCode) {
     EXPECT_EQ(Error::get(), 0x8443U);
 }
 
+TEST(DebugSwitches, AreOffWithoutABootParameter) {
+    EXPECT_FALSE(readDebugSwitches(nullptr).connect || readDebugSwitches(nullptr).sslCerts);
+}
+
 TEST(Channels, AreRegisteredInOrder) {
     const std::uint64_t first = SysLogFilter::find("HTTP Client");
     EXPECT_NE(first, 0U);
