@@ -49,7 +49,9 @@ TEST(Pieces, LineFeedThatComesLateIsNoBodyByte) {
     const Case cases[] = {
         {open + "\nabc", {open.size()}, "abc"},
         {open + "\nabc", {open.size(), 1}, "abc"},
-        {open + "\n\nabc", {open.size(), 1}, "\nabc"},  // one LF only
+        {open + "\n\nabc", {open.size(), 1}, "\nabc"},   // one LF only
+        {open + "\n\nabc", {open.size() + 1}, "\nabc"},  // the CR has its LF already
+        {"HTTP/1.1 200 OK\r\n\nabc", {open.size() - 1}, "abc"},
         {open + "\n", {open.size()}, ""},
         {open + "abc", {open.size()}, "abc"},  // a lone CR ends a line as well
         {open + "a\nb", {open.size(), 1, 1}, "a\nb"},
