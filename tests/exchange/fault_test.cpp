@@ -161,6 +161,17 @@ TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
     EXPECT_TRUE(requestFor(server)->perform(0));  // the second one would have answered
 }
 
+TEST(Failures, OfANameThatIsNoHostNameComeBeforeAnyQuestion) {
+    // Answered if it were asked for, and TLS would then match any sub-domain.
+    const HostFaults::TwoAddresses name(".two.test", "127.0.0.1", "127.0.0.1");
+    const unsigned asked = HostFaults::calls(Call::Getaddrinfo);
+    const LogCapture log(3);
+    EXPECT_EQ(look(Request::create()->setUrl("http://.two.test:1/")->perform(0)).error,
+              ErrTransfer);
+    EXPECT_TRUE(log.hasFailure("Failed to resolve .two.test; error: "));
+    EXPECT_EQ(HostFaults::calls(Call::Getaddrinfo), asked);
+}
+
 TEST(FileBody, ThatCannotBeMeasuredAgainIsSentAllTheSame) {
     const TemporaryFile file("abc");
     const Ref<Interfaces::Stripe> body = FileStrm::openForReading(str(file.path()));
