@@ -49,7 +49,9 @@ TEST(Pieces, LineFeedThatComesLateIsNoBodyByte) {
     const Case cases[] = {
         {open + "\nabc", {open.size()}, "abc"},
         {open + "\nabc", {open.size(), 1}, "abc"},
-        {open + "\n\nabc", {open.size(), 1}, "\nabc"},  // one LF only
+        {open + "\n\nabc", {open.size(), 1}, "\nabc"},   // one LF only
+        {open + "\n\nabc", {open.size() + 1}, "\nabc"},  // the CR has its LF already
+        {"HTTP/1.1 200 OK\r\n\nabc", {open.size() - 1}, "abc"},
         {open + "\n", {open.size()}, ""},
         {open + "abc", {open.size()}, "abc"},  // a lone CR ends a line as well
         {open + "a\nb", {open.size(), 1, 1}, "a\nb"},
@@ -157,6 +159,17 @@ TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
     EXPECT_EQ(refused.hits(), 1U);
     EXPECT_EQ(plain(request->peerAddress()), "127.0.0.2:" + port);
     EXPECT_TRUE(requestFor(server)->perform(0));  // the second one would have answered
+}
+
+TEST(Failures, OfANameThatIsNoHostNameComeBeforeAnyQuestion) {
+    // Answered if it were asked for, and TLS would then match any sub-domain.
+    const HostFaults::TwoAddresses name(".two.test", "127.0.0.1", "127.0.0.1");
+    const unsigned asked = HostFaults::calls(Call::Getaddrinfo);
+    const LogCapture log(3);
+    EXPECT_EQ(look(Request::create()->setUrl("http://.two.test:1/")->perform(0)).error,
+              ErrTransfer);
+    EXPECT_TRUE(log.hasFailure("Failed to resolve .two.test; error: "));
+    EXPECT_EQ(HostFaults::calls(Call::Getaddrinfo), asked);
 }
 
 TEST(FileBody, ThatCannotBeMeasuredAgainIsSentAllTheSame) {

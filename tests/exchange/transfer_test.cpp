@@ -248,6 +248,28 @@ TEST(Progress, MayTakeTheCallbacksAndTheBodyAway) {
     }
 }
 
+/// Drops the application's last reference to its request at once.
+class Dropping final : public Object, public virtual ProgressCallback {
+public:
+    void progress(double) override {
+        request.reset();
+        references = body->referenceCount();
+    }
+    Ref<Request> request;
+    Ref<ScriptedBody> body = ScriptedBody::create({.bytes = "body"});
+    std::uint32_t references = 0;
+};
+
+TEST(Progress, MayDropTheLastReferenceToTheRequest) {
+    ScriptedServer server{ReadHead{}, ExpectExactly{"body"}, FiveBytes};
+    const Ref<Dropping> callback = Ref<Dropping>::make();
+    callback->request = requestFor(server)->setBody(callback->body);
+    callback->request->setUploadProgressCallback(callback)->setDownloadProgressCallback(callback);
+    EXPECT_EQ(look(callback->request->perform(0)).body, "abcde");
+    EXPECT_EQ(callback->references, 2U);  // the request was there, with its body, to the end
+    EXPECT_EQ(callback->body->referenceCount(), 1U);
+}
+
 TEST(Mapping, OfAnOutputStreamIsHandedBackOnceOnEveryWayOut) {
     struct Case {
         const char* name;
