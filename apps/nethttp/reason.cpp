@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/runtime/error.hpp"
+#include "platform/runtime/string_util.hpp"
 
 #include "text.hpp"
 
@@ -68,7 +69,8 @@ void FailureRecords::add(std::string_view text) {
     } else if (text.starts_with(tlsPrefix)) {
         // "error:0A00010B:SSL routines::wrong version number": the rest is for those who know.
         const std::size_t colon = text.rfind(':');
-        tls_ = text.substr(colon + 1);
+        tls_ =
+            StringUtil::trim(text.substr(colon + 1));  // OpenSSL's longer form ends in a line end
     } else if (what_.empty()) {
         what_ = text;
         certificateRefused_ =

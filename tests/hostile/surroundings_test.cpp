@@ -160,7 +160,7 @@ TEST(ExitDeathTest, MayComeWhileThreadsPerform) {
     const Mirrors mirrors;
     const std::string plainUrl = plain(mirrors.urls()[0]);
     const std::string tlsUrl = plain(mirrors.urls()[1]);
-    for (unsigned i = 0; i < (isLongForm() ? 1000U : 30U); ++i) {
+    for (unsigned i = 0; i < (isLongForm() ? 1000U : 20U); ++i) {
         const std::string count = std::to_string(i % 20);
         EXPECT_EXIT(execl(NETHTTP_EXITING, "exiting", count.c_str(), plainUrl.c_str(),
                           tlsUrl.c_str(), nullptr),

@@ -20,7 +20,7 @@ DOCUMENTED = re.compile(r"`([A-Z][^`]* [^`]*)`")
 PROPERTY = re.compile(r"^\d+\. .*?(?=^\d+\. |^$)", re.MULTILINE | re.DOTALL)
 # A row of a table below its head.
 ROW = re.compile(r"^\|(?! what |-).*\|$", re.MULTILINE)
-TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*)(?:/(\w+))?`")
+TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*|test_\w+)(?:/(\w+))?`")
 
 
 def documents(root):
@@ -50,6 +50,8 @@ def record_faults(page, sources):
 
 def defines(source, suite, name, row):
     """Tells whether a source holds a test, and the row if one is asked for."""
+    if name.startswith("test_"):
+        return f"class {suite}(" in source and f"    def {name}(self):" in source
     return (re.search(rf"^TEST(_[FP])?\({suite}, {name}\)", source, re.MULTILINE) is not None
             and (row is None or f'{{"{row}",' in source))
 
@@ -91,16 +93,17 @@ def self_check():
     for page in ("| nothing |", "| `Failed to a …` | `Failed to b` |"):
         if not list(record_faults(page, sources)):
             sys.exit("the check itself is broken: " + page)
-    tests = ['TEST_P(A, B) {\n{"Row", 1}']
+    tests = ['TEST_P(A, B) {\n{"Row", 1}', "class A(B):\n    def test_c(self):\n"]
     if list(property_faults("1. a\n   Held by `A.B`, `A.B/Row`.\n\nend", tests)):
         sys.exit("the check of properties is broken")
     for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
         if not list(property_faults(page, tests)):
             sys.exit("the check of properties is broken: " + page)
     head = "| what | test |\n|---|---|\n"
-    if list(row_faults(head + "| a | `A.B`, `A.B/Row` |\n", tests)):
+    if list(row_faults(head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n", tests)):
         sys.exit("the check of rows is broken")
-    for page in ("none", head, head + "| a | b |", head + "| `A.B` | |", head + "| a | `A.C` |"):
+    for page in ("none", head, head + "| a | b |", head + "| `A.B` | |", head + "| a | `A.C` |",
+                 head + "| a | `A.test_d` |"):
         if not list(row_faults(page, tests)):
             sys.exit("the check of rows is broken: " + page)
 
@@ -113,7 +116,8 @@ def main():
     # Folder "text" holds the texts of the protocol; the other layers' texts go to the log.
     sources = "".join(path.read_text() for path in (root / "library").rglob("*.cpp")
                       if path.parent.name != "text")
-    tests = [path.read_text() for path in sorted((root / "tests").rglob("*.cpp"))]
+    tests = [path.read_text() for path in sorted([*(root / "tests").rglob("*.cpp"),
+                                                  *(root / "tests/system").glob("*.py")])]
     faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
               *property_faults((root / "SECURITY.md").read_text(), tests),
               *row_faults((root / "docs/hostile.md").read_text(), tests)]

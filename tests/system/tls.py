@@ -138,6 +138,8 @@ class TlsTest(unittest.TestCase):
     def test_configuration_of_openssl(self):
         """It is OpenSSL that reads it: it can narrow what is spoken, and widen no verification."""
         for text, status in (("", 0), ("not a configuration", 0), (OLD_TLS_ALONE, 1),
+                             ("openssl_conf = s\n[s]\nproviders = p\n[p]\nx = y\n[y]\n"
+                              "module = /nowhere/provider.so\nactivate = 1\n", 1),
                              ("openssl_conf = s\n[s]\nengines = e\n[e]\nx = y\n[y]\n"
                               "dynamic_path = /nowhere/engine.so\ninit = 1\n", 0)):
             with self.subTest(text=text):
@@ -147,6 +149,8 @@ class TlsTest(unittest.TestCase):
                                        "VORNIK_ROOT": str(self.folder / "environment")}}
                 got = run([self.program, self.url + "/small"], **with_config)
                 self.assertEqual(got.returncode, status, got.stderr)
+                sentences = [line for line in got.stderr.splitlines() if line.startswith("nethttp: ")]
+                self.assertNotIn("\\x", "".join(sentences))
                 with_config["env"]["VORNIK_ROOT"] = "/nowhere"
                 self.assertEqual(run([self.program, self.url + "/small"], **with_config).returncode, 1)
 
