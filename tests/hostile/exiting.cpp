@@ -18,11 +18,13 @@
 namespace {
 
 std::atomic<unsigned> done{0};
+std::atomic<bool> openSslIsInUse{false};
 
 [[noreturn]] void performForEver(const char* url) {
     for (;;) {
         // One that fails is none: at the process's end OpenSSL may have gone first.
         if (Libraries::Networks::HTTP::Client::Request::create()->setUrl(url)->perform()) {
+            openSslIsInUse = openSslIsInUse || std::string_view(url).starts_with("https");
             ++done;
             done.notify_all();
         }
@@ -30,6 +32,9 @@ std::atomic<unsigned> done{0};
 }
 
 void useOpenSsl() {
+    if (!openSslIsInUse) {
+        return;  // whoever is the first to use it decides on its end
+    }
     SSL_CTX* const context = SSL_CTX_new(TLS_client_method());
     if (context == nullptr) {
         std::_Exit(1);

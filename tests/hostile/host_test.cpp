@@ -174,7 +174,7 @@ std::string recordsThrough(const PipeCase& row, const Mirrors& servers) {
         awaitFull(writer, child);
     }
     writer.close();
-    const std::string text = readToTheEnd(reader);
+    std::string text = readToTheEnd(reader);
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, Good << 8U);
