@@ -127,7 +127,7 @@ std::string answerOf(std::string_view body) {
 
 /// Answers the request's own body.
 std::string echo(const std::string& request) {
-    return answerOf(std::string_view(request).substr(request.find("\r\n\r\n") + 4));
+    return answerOf(request.substr(request.find("\r\n\r\n") + 4));
 }
 
 TEST(Callback, MayPerformAnotherRequest) {

@@ -30,7 +30,9 @@ private:
 /// Performs an upload to a mirror and tells whether its bytes, and no others, went out and came back.
 inline bool arrivesWhole(const Ref<String>& url,
                          Libraries::Networks::HTTP::Client::Flags flags = {}) {
-    using namespace Libraries::Networks::HTTP::Client;
+    using Libraries::Networks::HTTP::Client::look;
+    using Libraries::Networks::HTTP::Client::Request;
+    using Libraries::Networks::HTTP::Client::Seen;
     const Ref<Request> request = Request::create(flags)->setUrl(url)->setHost("localhost");
     request->setMethod(Request::Method::Put)->setBody(MemInStrm::create("the body"));
     const Seen seen = look(request->perform(0));

@@ -23,7 +23,7 @@ public:
     Wired(int version, const std::string& answer)
         : server_({.chain = trustedChain(), .version = version}, answer), wire_(server_.port()) {}
     TamperedWire& wire() { return wire_; }
-    Ref<Request> request() const { return Request::create()->setUrl(wire_.url()); }
+    [[nodiscard]] Ref<Request> request() const { return Request::create()->setUrl(wire_.url()); }
     /// Answers how many bytes the server says in an exchange.
     std::size_t length() {
         wire_.harm(Harm::None, 0);

@@ -5,8 +5,8 @@
 namespace Libraries::Networks::HTTP::Client {
 
 /// The protocols that an exchange can speak, made when the library is loaded.
-extern const Ref<String>& ProtocolHttp;
-extern const Ref<String>& ProtocolHttps;
+extern const Ref<String>& ProtocolHttp;   // NOLINT(readability-identifier-naming): a constant
+extern const Ref<String>& ProtocolHttps;  // NOLINT(readability-identifier-naming): likewise
 
 using SplitFlags = Definitions::Set<Request::SplitFlag, unsigned int,
                                     Definitions::EnumSeqConvert<Request::SplitFlag, unsigned int>>;
