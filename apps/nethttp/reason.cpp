@@ -17,6 +17,15 @@ namespace {
 constexpr std::string_view certificatePrefix = "Certificate error: ";
 constexpr std::string_view tlsPrefix = "SSL error: ";
 constexpr std::string_view errorMark = "; error: ";
+constexpr std::string_view nothingCame = "Could not receive data";
+
+/// What stands behind a record's code. An orderly end over TLS leaves the code that stood there before:
+/// that of an output which does not map memory, and which has nothing to do with it.
+std::string describe(std::string_view record, std::uint64_t code) {
+    const bool isOrderlyEnd = code == ErrNotSupported && record.starts_with(nothingCame);
+    return textOf(
+        Error::describe(isOrderlyEnd ? ErrEndOfStream : static_cast<std::uint32_t>(code)));
+}
 
 /// A number as records show it, "6fh (111)".
 struct RecordNumber {
@@ -86,7 +95,7 @@ std::string FailureRecords::reason(std::uint32_t code, std::string_view peer) co
         const std::string_view text = what;
         const auto number = readNumber(text.substr(mark + errorMark.size()));
         if (why.empty() && number) {
-            why = textOf(Error::describe(static_cast<std::uint32_t>(number->value)));
+            why = describe(text, number->value);
         }
         what.resize(mark);
     }

@@ -88,24 +88,34 @@ class TlsTest(unittest.TestCase):
 
     def test_end_that_anybody_may_have_made(self):
         """A body without a length: only TLS itself can tell that all of it came."""
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(self.folder / "good.pem", self.folder / "key.pem")
-        context.num_tickets = 0
         for orderly in (True, False):
-            with socket.create_server(("127.0.0.1", 0)) as listener:
-                thread = threading.Thread(target=self.send_without_length,
-                                          args=(context, listener, orderly))
-                thread.start()
-                got = self.nethttp(f"https://localhost:{listener.getsockname()[1]}/")
-                thread.join()
+            got = self.against_part(b"", orderly)
             self.assertEqual((got.returncode, got.stdout), (0, "part"))
             self.assertEqual("nethttp: the body may be incomplete: " in got.stderr, not orderly)
 
+    def test_end_before_all_has_come(self):
+        for orderly in (True, False):
+            got = self.against_part(b"Content-Length: 9\r\n", orderly)
+            self.assertEqual(got.returncode, 1)
+            self.assertIn("Could not receive data: The peer ended the connection\n", got.stderr)
+
+    def against_part(self, length, orderly):
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.folder / "good.pem", self.folder / "key.pem")
+        context.num_tickets = 0
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            thread = threading.Thread(target=self.send_part,
+                                      args=(context, listener, length, orderly))
+            thread.start()
+            got = self.nethttp(f"https://localhost:{listener.getsockname()[1]}/")
+            thread.join()
+        return got
+
     @staticmethod
-    def send_without_length(context, listener, orderly):
+    def send_part(context, listener, length, orderly):
         connection = context.wrap_socket(listener.accept()[0], server_side=True)
         connection.recv(4096)
-        connection.sendall(b"HTTP/1.1 200 OK\r\n\r\npart")
+        connection.sendall(b"HTTP/1.1 200 OK\r\n" + length + b"\r\npart")
         if orderly:
             try:
                 connection.unwrap()
