@@ -13,3 +13,6 @@ add_library(nethttp_internals STATIC ${http_sources})
 target_link_libraries(nethttp_internals PUBLIC
     NetHttp::platform nethttp_options OpenSSL::SSL OpenSSL::Crypto)
 target_compile_options(nethttp_internals PRIVATE -fno-exceptions)
+# As in library/CMakeLists.txt; a property of a source counts in its own folder alone.
+set_source_files_properties(${http_folder}/net/http/engine/exchange.cpp
+    TARGET_DIRECTORY nethttp_internals PROPERTIES COMPILE_OPTIONS -fexceptions)

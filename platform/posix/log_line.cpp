@@ -1,7 +1,10 @@
 // The default sink: a record becomes one line on standard error.
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <ctime>
 
 #include <poll.h>
@@ -92,11 +95,19 @@ private:
 /// Set when standard error took the beginning of a line alone: the next line starts behind its end.
 std::atomic<bool> lineIsOpen{false};
 
-/// Waits a little for room. @return Whether there is some.
+/// Waits a second at most for room for the rest of a line, whatever signals come. @return Whether
+/// there is some.
 bool awaitRoom() noexcept {
-    constexpr int milliseconds = 1000;
+    using std::chrono::steady_clock;
+    const auto end = steady_clock::now() + std::chrono::seconds(1);
     pollfd entry = {STDERR_FILENO, POLLOUT, 0};
-    return poll(&entry, 1, milliseconds) == 1;
+    int ready = -1;
+    do {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now()).count();
+        ready = poll(&entry, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
+    } while (ready == -1 && errno == EINTR);
+    return ready == 1;
 }
 
 /// Writes a line whole by one write, so that lines of several threads and processes do not mix; a
@@ -112,7 +123,7 @@ std::size_t writeBytes(std::string_view bytes) noexcept {
             [&] { return write(STDERR_FILENO, bytes.data() + written, bytes.size() - written); });
         if (count > 0) {
             written += static_cast<std::size_t>(count);
-        } else if (written == 0 || errno != EAGAIN || !awaitRoom()) {
+        } else if (count == 0 || written == 0 || errno != EAGAIN || !awaitRoom()) {
             break;
         }
     }

@@ -40,13 +40,13 @@ constexpr std::uint64_t LargeReceive = 0x8000;
 constexpr std::uint64_t ReadAhead = 0x10000;
 
 // A receiver takes what comes in pieces that stay in a processor's caches: what it does with them is
-// faster than the longer way of larger pieces. Smaller ones also keep it from waiting for a server
-// that sends as much at a time: it finds the next piece there.
+// faster than the longer way of larger pieces. Larger ones also make it wait for a server each time,
+// where smaller ones find the next piece there. bench/RESULTS.md has what was tried.
 constexpr std::uint64_t MostAtOnce = 0x8000;
 
 // The most that one call sends: eight of the segments in which the host talks to itself, which hold
-// 65,535 bytes with the headers of IPv6 (40), TCP (20) and its timestamps (12). Of a round size, a
-// call would leave a small segment behind, and those cost a quarter of the rate.
+// 65,535 bytes with the headers of IPv6 (40), TCP (20) and its timestamps (12); with IPv4, 20 bytes
+// more. Of a round size, a call would leave a small segment behind (bench/RESULTS.md).
 constexpr std::uint64_t MostSentAtOnce = std::uint64_t{8} * (65535 - 40 - 20 - 12);
 
 void setOption(int descriptor, int level, int option, int value) noexcept {

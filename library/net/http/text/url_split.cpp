@@ -10,7 +10,8 @@ namespace Libraries::Networks::HTTP::Client {
 
 namespace {
 
-/// A text that is never destroyed: an exchange may still run while the process ends.
+/// A text that is never destroyed: an exchange may still run while the process ends, and the library
+/// stays loaded until then.
 union LastingText {
     explicit LastingText(std::string_view octets) noexcept : text(String::create(octets)) {}
     LastingText(const LastingText&) = delete;

@@ -41,7 +41,8 @@ std::uint32_t policySlot = 0;
 /// Whoever initialises it first decides: it stays so where the application has asked for it.
 void prepareProcess() {
     policySlot = ThdLocalData::res();
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    // Without it all works but an end of the process in the middle of an exchange.
+    (void)OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
 SSLFlags threadPolicy() noexcept {
