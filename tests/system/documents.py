@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """Holds the documents against the tree: their links lead somewhere, the files they name are there,
 docs/errors.md tells of every record that the library writes, and of no other, and every property in
-SECURITY.md, as every row of docs/hostile.md, names a test that exists.
+SECURITY.md, as every row of docs/hostile.md, names a test that exists. The code that the faults of
+tests/mutations.txt change is there.
 
     documents.py ROOT
 """
 
 import pathlib
 import re
+import runpy
 import sys
 
 LINK = re.compile(r"\]\((?!https?:)([^)#\s]+)(?:#[^)]*)?\)")
@@ -86,7 +88,19 @@ def row_faults(page, sources):
         yield from held_faults("docs/hostile.md:" + cells[1], cells[-2], sources)
 
 
-def self_check():
+def mutation_faults(root, listed):
+    """Checks that each fault for scripts/mutate can still be put into the code."""
+    mutations = runpy.run_path(str(root / "scripts/mutate"))["read_mutations"](listed)
+    if not mutations:
+        yield "tests/mutations.txt has no faults"
+    for mutation in mutations:
+        path = root / mutation.file
+        fault = mutation.misfit(path.read_text() if path.is_file() else "")
+        if fault:
+            yield f"tests/mutations.txt: {fault}"
+
+
+def self_check(root):
     sources = 'record << "Failed to a "; trace("Done");'
     if list(record_faults("| `Failed to a …` |", sources)):
         sys.exit("the check itself is broken")
@@ -106,13 +120,19 @@ def self_check():
                  head + "| a | `A.test_d` |"):
         if not list(row_faults(page, tests)):
             sys.exit("the check of rows is broken: " + page)
+    readme = "README.md: a fault\n"
+    if list(mutation_faults(root, readme + "-# nethttp\n\nREADME.md: another\n-  # nethttp\n+#")):
+        sys.exit("the check of mutations is broken")
+    for listed in ("# none", readme + "+a", readme + "-e", readme + "-no such line", "no.md: a\n-a"):
+        if not list(mutation_faults(root, listed)):
+            sys.exit("the check of mutations is broken: " + listed)
 
 
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    self_check()
     root = pathlib.Path(sys.argv[1])
+    self_check(root)
     # Folder "text" holds the texts of the protocol; the other layers' texts go to the log.
     sources = "".join(path.read_text() for path in (root / "library").rglob("*.cpp")
                       if path.parent.name != "text")
@@ -120,7 +140,8 @@ def main():
                                                   *(root / "tests/system").glob("*.py")])]
     faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
               *property_faults((root / "SECURITY.md").read_text(), tests),
-              *row_faults((root / "docs/hostile.md").read_text(), tests)]
+              *row_faults((root / "docs/hostile.md").read_text(), tests),
+              *mutation_faults(root, (root / "tests/mutations.txt").read_text())]
     if faults:
         sys.exit("\n".join(faults))
     print(f"{len(documents(root))} documents agree with the tree")
