@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Holds the documents against the tree: their links lead somewhere, the files they name are there,
 docs/errors.md tells of every record that the library writes, and of no other, and every property in
-SECURITY.md, as every row of docs/hostile.md, names a test that exists. The code that the faults of
-tests/mutations.txt change is there.
+SECURITY.md, as every row of docs/hostile.md, names a test that exists. docs/licences.md has each package
+that scripts/bootstrap may install; the code that the faults of tests/mutations.txt change is there.
 
     documents.py ROOT
 """
@@ -23,6 +23,9 @@ PROPERTY = re.compile(r"^\d+\. .*?(?=^\d+\. |^$)", re.MULTILINE | re.DOTALL)
 # A row of a table below its head.
 ROW = re.compile(r"^\|(?! what |-).*\|$", re.MULTILINE)
 TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*|test_\w+)(?:/(\w+))?`")
+
+# A group of packages in scripts/bootstrap.
+GROUP = re.compile(r'^    \[\w+\]="([^"]+)"$', re.MULTILINE)
 
 
 def documents(root):
@@ -88,6 +91,16 @@ def row_faults(page, sources):
         yield from held_faults("docs/hostile.md:" + cells[1], cells[-2], sources)
 
 
+def package_faults(page, bootstrap):
+    """Checks that docs/licences.md has each package that scripts/bootstrap may install."""
+    groups = GROUP.findall(bootstrap)
+    if not groups:
+        yield "scripts/bootstrap has no groups"
+    for package in sorted({name for group in groups for name in group.split()}):
+        if f"`{package}`" not in page:
+            yield f"docs/licences.md does not tell of the package {package}"
+
+
 def mutation_faults(root, listed):
     """Checks that each fault for scripts/mutate can still be put into the code."""
     mutations = runpy.run_path(str(root / "scripts/mutate"))["read_mutations"](listed)
@@ -120,6 +133,12 @@ def self_check(root):
                  head + "| a | `A.test_d` |"):
         if not list(row_faults(page, tests)):
             sys.exit("the check of rows is broken: " + page)
+    groups = '    [build]="g++ cmake"\n    [lint]="cmake doxygen"\n'
+    if list(package_faults("`doxygen` `g++`, `cmake`", groups)):
+        sys.exit("the check of packages is broken")
+    for page, listed in (("`g++` `cmake`", groups), ("`g++-12`, cmake, `doxygen`", groups), ("`g++`", "")):
+        if not list(package_faults(page, listed)):
+            sys.exit("the check of packages is broken: " + page)
     readme = "README.md: a fault\n"
     if list(mutation_faults(root, readme + "-# nethttp\n\nREADME.md: another\n-  # nethttp\n+#")):
         sys.exit("the check of mutations is broken")
@@ -141,6 +160,8 @@ def main():
     faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
               *property_faults((root / "SECURITY.md").read_text(), tests),
               *row_faults((root / "docs/hostile.md").read_text(), tests),
+              *package_faults((root / "docs/licences.md").read_text(),
+                              (root / "scripts/bootstrap").read_text()),
               *mutation_faults(root, (root / "tests/mutations.txt").read_text())]
     if faults:
         sys.exit("\n".join(faults))
