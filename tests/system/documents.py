@@ -54,11 +54,12 @@ def record_faults(page, sources):
 
 
 def defines(source, suite, name, row):
-    """Tells whether a source holds a test, and the row if one is asked for."""
+    """Tells whether a source holds a test, and the row if one is asked for. A row that stands in two of
+    the source's tables could be that of another test."""
     if name.startswith("test_"):
         return f"class {suite}(" in source and f"    def {name}(self):" in source
     return (re.search(rf"^TEST(_[FP])?\({suite}, {name}\)", source, re.MULTILINE) is not None
-            and (row is None or f'{{"{row}",' in source))
+            and (row is None or source.count(f'{{"{row}",') == 1))
 
 
 def held_faults(name, held_by, sources):
@@ -68,7 +69,7 @@ def held_faults(name, held_by, sources):
         yield f"{name} names no test"
     for suite, test, row in tests:
         if not any(defines(source, suite, test, row or None) for source in sources):
-            yield f"{name}: there is no test {suite}.{test} {row}"
+            yield f"{name}: there is no test {suite}.{test}" + (f", or not one row {row}" if row else "")
 
 
 def property_faults(page, sources):
@@ -126,6 +127,9 @@ def self_check(root):
     for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
         if not list(property_faults(page, tests)):
             sys.exit("the check of properties is broken: " + page)
+    twice = [tests[0] + '\n}\nTEST_P(A, C) {\n{"Row", 2}']
+    if not list(property_faults("1. Held by `A.B/Row`.\n", twice)):
+        sys.exit("the check of properties is broken: a row in two tables")
     head = "| what | test |\n|---|---|\n"
     if list(row_faults(head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n", tests)):
         sys.exit("the check of rows is broken")
