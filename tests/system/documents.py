@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """Holds the documents against the tree: their links lead somewhere, the files they name are there,
 docs/errors.md tells of every record that the library writes, and of no other, and every property in
-SECURITY.md, as every row of docs/hostile.md, names a test that exists.
+SECURITY.md, as every row of docs/hostile.md, names a test that exists. docs/licences.md has each package
+that scripts/bootstrap may install; the code that the faults of tests/mutations.txt change is there.
 
     documents.py ROOT
 """
 
 import pathlib
 import re
+import runpy
 import sys
 
 LINK = re.compile(r"\]\((?!https?:)([^)#\s]+)(?:#[^)]*)?\)")
@@ -21,6 +23,9 @@ PROPERTY = re.compile(r"^\d+\. .*?(?=^\d+\. |^$)", re.MULTILINE | re.DOTALL)
 # A row of a table below its head.
 ROW = re.compile(r"^\|(?! what |-).*\|$", re.MULTILINE)
 TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*|test_\w+)(?:/(\w+))?`")
+
+# A group of packages in scripts/bootstrap.
+GROUP = re.compile(r'^    \[\w+\]="([^"]+)"$', re.MULTILINE)
 
 
 def documents(root):
@@ -49,11 +54,12 @@ def record_faults(page, sources):
 
 
 def defines(source, suite, name, row):
-    """Tells whether a source holds a test, and the row if one is asked for."""
+    """Tells whether a source holds a test, and the row if one is asked for. A row that stands in two of
+    the source's tables could be that of another test."""
     if name.startswith("test_"):
         return f"class {suite}(" in source and f"    def {name}(self):" in source
     return (re.search(rf"^TEST(_[FP])?\({suite}, {name}\)", source, re.MULTILINE) is not None
-            and (row is None or f'{{"{row}",' in source))
+            and (row is None or source.count(f'{{"{row}",') == 1))
 
 
 def held_faults(name, held_by, sources):
@@ -63,7 +69,7 @@ def held_faults(name, held_by, sources):
         yield f"{name} names no test"
     for suite, test, row in tests:
         if not any(defines(source, suite, test, row or None) for source in sources):
-            yield f"{name}: there is no test {suite}.{test} {row}"
+            yield f"{name}: there is no test {suite}.{test}" + (f", or not one row {row}" if row else "")
 
 
 def property_faults(page, sources):
@@ -86,7 +92,29 @@ def row_faults(page, sources):
         yield from held_faults("docs/hostile.md:" + cells[1], cells[-2], sources)
 
 
-def self_check():
+def package_faults(page, bootstrap):
+    """Checks that docs/licences.md has each package that scripts/bootstrap may install."""
+    groups = GROUP.findall(bootstrap)
+    if not groups:
+        yield "scripts/bootstrap has no groups"
+    for package in sorted({name for group in groups for name in group.split()}):
+        if f"`{package}`" not in page:
+            yield f"docs/licences.md does not tell of the package {package}"
+
+
+def mutation_faults(root, listed):
+    """Checks that each fault for scripts/mutate can still be put into the code."""
+    mutations = runpy.run_path(str(root / "scripts/mutate"))["read_mutations"](listed)
+    if not mutations:
+        yield "tests/mutations.txt has no faults"
+    for mutation in mutations:
+        path = root / mutation.file
+        fault = mutation.misfit(path.read_text() if path.is_file() else "")
+        if fault:
+            yield f"tests/mutations.txt: {fault}"
+
+
+def self_check(root):
     sources = 'record << "Failed to a "; trace("Done");'
     if list(record_faults("| `Failed to a …` |", sources)):
         sys.exit("the check itself is broken")
@@ -99,6 +127,9 @@ def self_check():
     for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
         if not list(property_faults(page, tests)):
             sys.exit("the check of properties is broken: " + page)
+    twice = [tests[0] + '\n}\nTEST_P(A, C) {\n{"Row", 2}']
+    if not list(property_faults("1. Held by `A.B/Row`.\n", twice)):
+        sys.exit("the check of properties is broken: a row in two tables")
     head = "| what | test |\n|---|---|\n"
     if list(row_faults(head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n", tests)):
         sys.exit("the check of rows is broken")
@@ -106,13 +137,25 @@ def self_check():
                  head + "| a | `A.test_d` |"):
         if not list(row_faults(page, tests)):
             sys.exit("the check of rows is broken: " + page)
+    groups = '    [build]="g++ cmake"\n    [lint]="cmake doxygen"\n'
+    if list(package_faults("`doxygen` `g++`, `cmake`", groups)):
+        sys.exit("the check of packages is broken")
+    for page, listed in (("`g++` `cmake`", groups), ("`g++-12`, cmake, `doxygen`", groups), ("`g++`", "")):
+        if not list(package_faults(page, listed)):
+            sys.exit("the check of packages is broken: " + page)
+    readme = "README.md: a fault\n"
+    if list(mutation_faults(root, readme + "-# nethttp\n\nREADME.md: another\n-  # nethttp\n+#")):
+        sys.exit("the check of mutations is broken")
+    for listed in ("# none", readme + "+a", readme + "-e", readme + "-no such line", "no.md: a\n-a"):
+        if not list(mutation_faults(root, listed)):
+            sys.exit("the check of mutations is broken: " + listed)
 
 
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    self_check()
     root = pathlib.Path(sys.argv[1])
+    self_check(root)
     # Folder "text" holds the texts of the protocol; the other layers' texts go to the log.
     sources = "".join(path.read_text() for path in (root / "library").rglob("*.cpp")
                       if path.parent.name != "text")
@@ -120,7 +163,10 @@ def main():
                                                   *(root / "tests/system").glob("*.py")])]
     faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
               *property_faults((root / "SECURITY.md").read_text(), tests),
-              *row_faults((root / "docs/hostile.md").read_text(), tests)]
+              *row_faults((root / "docs/hostile.md").read_text(), tests),
+              *package_faults((root / "docs/licences.md").read_text(),
+                              (root / "scripts/bootstrap").read_text()),
+              *mutation_faults(root, (root / "tests/mutations.txt").read_text())]
     if faults:
         sys.exit("\n".join(faults))
     print(f"{len(documents(root))} documents agree with the tree")
