@@ -53,22 +53,6 @@ TEST(Redirect, CarriesEveryFieldToEveryServer) {
                   plain(Request::defaultUserAgent()) + "\r\n\r\n");
 }
 
-TEST(Redirect, MayTakeAnyNumberOfHops) {
-    constexpr unsigned hops = 200;
-    std::vector<Step> script;
-    for (unsigned i = 0; i < hops; ++i) {
-        script.insert(
-            script.end(),
-            {ReadHead{}, Send{redirectTo("/" + std::to_string(i), "Content-Length: 0\r\n")},
-             NextConnection{}});
-    }
-    script.insert(script.end(), {ReadHead{}, Send{Ok}});
-    ScriptedServer server(std::move(script));
-    const Seen seen = look(requestFor(server)->perform(0));
-    EXPECT_EQ(seen.body, "end");
-    EXPECT_EQ(seen.url, plain(server.url("/" + std::to_string(hops - 1))));
-}
-
 TEST(Redirect, BodyOfKnownLengthIsNotRead) {
     // The body never comes, and the server does not close: reading on would block.
     ScriptedServer server{ReadHead{}, Send{redirectTo("/b", "Content-Length: 99\r\n")},

@@ -202,38 +202,6 @@ TEST(Response, LargeBodyArrivesWholeEitherWay) {
     EXPECT_TRUE(look(request->perform(0)).body == body);
 }
 
-TEST(Response, HeadLineMayFillTheBufferButNotMore) {
-    constexpr std::size_t buffer = 0x100000;
-    const std::string line = "A:" + std::string(buffer - 3, 'x');  // its CR is the last byte
-    const std::string status = "HTTP/1.1 200 OK\r\nB: c\r\n";
-    ScriptedServer server{ReadHead{}, Send{status + line + "\r\n\r\nabc"}, NextConnection{},
-                          ReadHead{}, Send{status + line + "x"}};
-    const Ref<Request> request = requestFor(server);
-    const LogCapture log(3);
-    const Seen full = look(request->perform(0));
-    EXPECT_EQ(full.fields.size(), line.size() + 1 + 4);
-    EXPECT_EQ(full.body, "abc");
-    EXPECT_EQ(log.texts(), std::vector<std::string>{});
-    const Seen tooLong = look(request->perform(0));
-    EXPECT_TRUE(tooLong.ok);
-    EXPECT_EQ(tooLong.fields, "B=c;");
-    EXPECT_EQ(log.texts(), std::vector<std::string>{NoMore});
-}
-
-TEST(Response, HeadHasNoLimitButThatOfALine) {
-    constexpr std::size_t count = 20'000;
-    std::string head = "HTTP/1.1 200 OK\r\n";
-    for (std::size_t i = 0; i < count; ++i) {
-        head += "F" + std::to_string(i) + ": " + std::string(100, 'x') + "\r\n";
-    }
-    ASSERT_GT(head.size(), 2U << 20U);  // more than the buffer holds
-    ScriptedServer server{ReadHead{}, Send{head + "\r\nabc"}};
-    const Ref<Response> response = requestFor(server)->perform(0);
-    ASSERT_TRUE(response);
-    EXPECT_EQ(response->headerFields().size(), count);
-    EXPECT_EQ(look(response).body, "abc");
-}
-
 TEST(Response, OwnsWhatItShows) {
     ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nA: b\r\n\r\nabc"}};
     Ref<Request> request = requestFor(server);

@@ -115,16 +115,6 @@ TEST(Upload, ThatRunsDryFails) {
     }
 }
 
-TEST(Upload, FromASourceThatClaimsMoreThanWasAskedForFails) {
-    ScriptedServer server{ReadHead{}, Close{}};
-    const LogCapture log(3, 0x999);
-    const Ref<ScriptedBody> body = ScriptedBody::create({.bytes = "abcde", .lie = 1});
-    EXPECT_EQ(look(requestFor(server)->setBody(body)->perform(0)).error, ErrTransfer);
-    EXPECT_EQ(log.texts(),
-              std::vector<std::string>{"Failed to read data for request body; error: 666h (1638)"});
-    EXPECT_TRUE(server.received().ends_with("\r\n\r\n"));
-}
-
 TEST(Upload, ToAServerThatIsGoneFails) {
     // More than the buffers of both ends take: some write must meet the reset.
     const Ref<Interfaces::Stripe> body = MemInStrm::create(std::string(64U << 20U, 'x'));
@@ -246,28 +236,6 @@ TEST(Progress, MayTakeTheCallbacksAndTheBodyAway) {
         callback.reset();
         EXPECT_EQ(look(request->perform(0)).body, "ab");
     }
-}
-
-/// Drops the application's last reference to its request at once.
-class Dropping final : public Object, public virtual ProgressCallback {
-public:
-    void progress(double) override {
-        request.reset();
-        references = body->referenceCount();
-    }
-    Ref<Request> request;
-    Ref<ScriptedBody> body = ScriptedBody::create({.bytes = "body"});
-    std::uint32_t references = 0;
-};
-
-TEST(Progress, MayDropTheLastReferenceToTheRequest) {
-    ScriptedServer server{ReadHead{}, ExpectExactly{"body"}, FiveBytes};
-    const Ref<Dropping> callback = Ref<Dropping>::make();
-    callback->request = requestFor(server)->setBody(callback->body);
-    callback->request->setUploadProgressCallback(callback)->setDownloadProgressCallback(callback);
-    EXPECT_EQ(look(callback->request->perform(0)).body, "abcde");
-    EXPECT_EQ(callback->references, 2U);  // the request was there, with its body, to the end
-    EXPECT_EQ(callback->body->referenceCount(), 1U);
 }
 
 TEST(Mapping, OfAnOutputStreamIsHandedBackOnceOnEveryWayOut) {

@@ -10,8 +10,10 @@ bool isLongForm();
 /// What the code of a scope may use up; the test fails at the scope's end when it was more.
 ///
 /// Memory is what this process holds beyond what it held before, at its peak: resident memory, and
-/// addresses that are only reserved. A sanitizer has memory of its own, so that nothing is measured
-/// beside one. Time is that of this thread on the processor: a machine that stands still is no fault.
+/// addresses that are only reserved. The peak of these never begins anew: they are counted above that
+/// of the process so far, and a scope behind a larger one sees less. A sanitizer has memory of its
+/// own, so that nothing is measured beside one. Time is that of this thread on the processor: a
+/// machine that stands still is no fault.
 class Bounds {
 public:
     struct Limits {

@@ -66,6 +66,7 @@ std::string descriptorsOfAChild() {
 int statusOfACopyThatPerforms(const Ref<String>& url) {
     const pid_t child = fork();
     if (child == 0) {
+        (void)alarm(30);  // a thread of a server may have held a lock that nobody gives back here
         _exit(arrivesWhole(url) ? Good : 1);
     }
     int status = 0;
@@ -181,7 +182,7 @@ std::string recordsThrough(const PipeCase& row, const Mirrors& servers) {
     return text;
 }
 
-TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrNotAtAll) {
+TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrTheirBeginning) {
     const Mirrors servers(wordy);
     const std::string record = "[-0-9]+T[0-9:.]+Z [1-4] \\[[A-Za-z. ]+\\] .*";
     const std::string reason = "Reason = " + std::string(9000, 'r');
@@ -192,10 +193,14 @@ TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrNotAtAll) {
         std::istringstream lines(recordsThrough(row, servers));
         int reasons = 0;
         for (std::string line; std::getline(lines, line);) {
-            const bool isReason = line.find("Reason = ") != std::string::npos;
             EXPECT_THAT(line.substr(0, 80), testing::MatchesRegex(record));
-            EXPECT_TRUE(!isReason || line.ends_with(reason)) << line.size();
-            reasons += isReason ? 1 : 0;
+            const std::size_t at = line.find("Reason = ");
+            if (at != std::string::npos) {  // the log waits a second for room, and no longer
+                EXPECT_TRUE(row.blocks ? line.substr(at) == reason
+                                       : reason.starts_with(line.substr(at)))
+                    << line.size();
+                ++reasons;
+            }
         }
         EXPECT_TRUE(reasons == 10 || !row.blocks) << reasons;
     }

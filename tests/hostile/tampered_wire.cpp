@@ -57,11 +57,19 @@ Ref<String> TamperedWire::url() const {
     return String::concat({"https://localhost:", std::to_string(listener_.port()), "/"});
 }
 
+std::size_t TamperedWire::forwarded() const noexcept {
+    serving_.wait(true);
+    return forwarded_;
+}
+
 void TamperedWire::run() {
     while (stop_.waitReadable(listener_.number(), -1)) {
         OwnedDescriptor client = listener_.accept();
         if (client) {
+            serving_ = true;
             serve(client.number());
+            serving_ = false;
+            serving_.notify_all();
             if (reached_ && harm_ == Harm::Reset) {
                 const linger abort = {1, 0};
                 (void)setsockopt(client.number(), SOL_SOCKET, SO_LINGER, &abort, sizeof(abort));
@@ -100,6 +108,7 @@ bool TamperedWire::forward(int client, std::string bytes) {
         reached_ = true;
         bytes.resize(at_ - before);
     }
+    forwarded_ = before + bytes.size();
     for (std::string_view rest = bytes; !rest.empty();) {
         const std::size_t count = std::min<std::size_t>(rest.size(), piece_);
         if (!sendAll(client, rest.substr(0, count))) {
@@ -107,7 +116,6 @@ bool TamperedWire::forward(int client, std::string bytes) {
         }
         rest.remove_prefix(count);
     }
-    forwarded_ = before + bytes.size();
     if (here && harm_ == Harm::Stall) {
         while (!receiveSome(client).empty()) {  // until it has had enough
         }

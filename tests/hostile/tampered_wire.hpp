@@ -30,8 +30,9 @@ public:
     void harm(Harm harm, std::size_t at, std::size_t piece = SIZE_MAX);
     /// Tells whether the last connection came to the byte.
     [[nodiscard]] bool reached() const noexcept { return reached_; }
-    /// Answers how many bytes of the server have gone on in the last connection.
-    [[nodiscard]] std::size_t forwarded() const noexcept { return forwarded_; }
+    /// Waits for the end of the last connection, and answers how many bytes of the server it was
+    /// given: the last of them may have gone to a client that was no longer there.
+    [[nodiscard]] std::size_t forwarded() const noexcept;
     /// Answers "https://localhost:PORT/".
     [[nodiscard]] Ref<String> url() const;
 
@@ -48,5 +49,6 @@ private:
     std::atomic<std::size_t> piece_{SIZE_MAX};
     std::atomic<bool> reached_{false};
     std::atomic<std::size_t> forwarded_{0};
+    std::atomic<bool> serving_{false};
     std::thread thread_;  // last: it uses all of the above
 };

@@ -61,10 +61,7 @@ std::int64_t ScriptedBody::read(TransferBuffer buffer, std::uint64_t size, std::
     if (options_.rewinds && at_ == options_.bytes.size()) {
         at_ = 0;
     }
-    if (options_.lie != 0) {
-        Error::set(options_.code);
-    }
-    return static_cast<std::int64_t>(count + options_.lie);
+    return static_cast<std::int64_t>(count);
 }
 
 std::uint64_t ScriptedBody::setPosition(std::uint64_t position) {

@@ -101,7 +101,6 @@ public:
         std::uint64_t perRead = UINT64_MAX;   ///< Most bytes that one read delivers.
         std::uint64_t dryAfter = UINT64_MAX;  ///< Bytes after which reads answer 0...
         std::uint32_t code = 0x666;           ///< ...with this code.
-        std::uint64_t lie = 0;                ///< Bytes that a read claims besides, with the code.
         std::uint64_t element = 1;            ///< Element size, in bytes.
         std::uint64_t position = 0;           ///< Where it stands at first, in elements.
         MapMode map = MapMode::NotSupported;
