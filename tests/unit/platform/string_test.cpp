@@ -1,5 +1,7 @@
 #include "platform/runtime/string.hpp"
 
+#include <compare>
+
 #include <gtest/gtest.h>
 
 #include "platform/runtime/containers.hpp"
@@ -80,8 +82,8 @@ TEST(String, OrdersTextsOfAnyLengthAsTheirLoweredCopies) {
                 right[place] = octets[pair % octets.size()];
                 const int order = String::compareLowered(left, right);
                 const auto lowered = *str(left)->lowerCase() <=> *str(right)->lowerCase();
-                ASSERT_EQ(order < 0, lowered < 0) << length << " " << place << " " << pair;
-                ASSERT_EQ(order > 0, lowered > 0) << length << " " << place << " " << pair;
+                ASSERT_EQ(order < 0, std::is_lt(lowered)) << length << " " << place << " " << pair;
+                ASSERT_EQ(order > 0, std::is_gt(lowered)) << length << " " << place << " " << pair;
             }
         }
     }
