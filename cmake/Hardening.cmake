@@ -1,13 +1,13 @@
-# What makes a fault harder to exploit, and a build the same wherever it is made. Nothing of it reaches
-# whoever uses the libraries.
-set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+# What makes a fault harder to exploit. Nothing of it reaches whoever uses the libraries.
+include(CheckCXXCompilerFlag)
 
 if(NETHTTP_HARDEN AND NOT NETHTTP_SANITIZE)
-    target_compile_options(nethttp_options INTERFACE
-        -fstack-protector-strong -fstack-clash-protection)
-    if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
-        target_compile_options(nethttp_options INTERFACE -fcf-protection)
-    endif()
+    foreach(guard stack-protector-strong stack-clash-protection cf-protection)
+        check_cxx_compiler_flag(-f${guard} NETHTTP_HAVE_${guard})  # not for every processor
+        if(NETHTTP_HAVE_${guard})
+            target_compile_options(nethttp_options INTERFACE -f${guard})
+        endif()
+    endforeach()
     # The checks need the optimiser. Who chooses a level by the flags of all keeps it.
     if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
         target_compile_options(nethttp_options INTERFACE
@@ -19,11 +19,3 @@ if(NETHTTP_HARDEN AND NOT NETHTTP_SANITIZE)
         check_pie_supported(LANGUAGES CXX)
     endif()
 endif()
-
-# Debug information and messages name files as they lie in the source tree; a debug build keeps whole
-# names, for debuggers and gcov. The path by which programs find libraries before installation would
-# leave its length in the installed file.
-target_compile_options(nethttp_options INTERFACE
-    $<${optimised}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
-    $<${optimised}:-ffile-prefix-map=${PROJECT_BINARY_DIR}=./build>)
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)

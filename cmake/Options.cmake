@@ -9,7 +9,9 @@ if(NETHTTP_SANITIZE)
         -fsanitize=${NETHTTP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(nethttp_options INTERFACE -fsanitize=${NETHTTP_SANITIZE})
 endif()
+set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 include(${CMAKE_CURRENT_LIST_DIR}/Hardening.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/Reproducible.cmake)
 
 # What the two libraries are built with besides.
 function(nethttp_library target)
