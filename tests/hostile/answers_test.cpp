@@ -8,14 +8,6 @@ using namespace std::string_literals;  // NOLINT(google-build-using-namespace): 
 
 const std::string Ok = "HTTP/1.1 200 OK\r\n";
 
-std::string times(unsigned count, const std::string& text) {
-    std::string all;
-    for (unsigned i = 0; i < count; ++i) {
-        all += text;
-    }
-    return all;
-}
-
 // NOLINTNEXTLINE(readability-function-size): a table
 std::vector<Answer> answers() {
     const std::string gzip = "\x1f\x8b\x08\0\0\0\0\0\0\xff\x4b\x04\0\x43\xbe\xb7\xe8\1\0\0\0"s;
@@ -54,15 +46,16 @@ std::vector<Answer> answers() {
          "OK", "Transfer-Encoding=chunked, chunked;", "1;x=y\r\na\r\n0\r\nT: v\r\n\r\n"},
         {"CompressedBytes", Ok + "Content-Encoding: gzip\r\n\r\n" + gzip, 200, "OK",
          "Content-Encoding=gzip;", gzip},
-        {"ThousandTimesTheSameField", Ok + times(1000, "A: b\r\n") + "\r\n", 200, "OK", "A=b;", ""},
+        {"ThousandTimesTheSameField", Ok + repeated("A: b\r\n", 1000) + "\r\n", 200, "OK", "A=b;",
+         ""},
         {"ThousandLengthsAndAnother",
-         Ok + times(1000, "Content-Length: 9\r\n") + "Content-Length: 3\r\n\r\nabc", 200, "OK",
+         Ok + repeated("Content-Length: 9\r\n", 1000) + "Content-Length: 3\r\n\r\nabc", 200, "OK",
          "Content-Length=9;", "abc"},
         {"LengthOfAThousandDigits",
-         Ok + "Content-Length: " + times(1000, "7") + "\r\n\r\nabc",
+         Ok + "Content-Length: " + repeated("7", 1000) + "\r\n\r\nabc",
          200,
          "OK",
-         "Content-Length=" + times(1000, "7") + ";",
+         "Content-Length=" + repeated("7", 1000) + ";",
          "abc",
          {noLength + hexDec(UINT64_MAX)}},
     };

@@ -5,7 +5,7 @@
 #include "platform/streams/adapters.hpp"
 
 #include "tests/exchange/exchange.hpp"
-#include "tests/hostile/bounds.hpp"
+#include "tests/support/bounds.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {
@@ -212,14 +212,6 @@ TEST(Caller, MayUseValuesThatMeanNothing) {
     request->setMethod(static_cast<Request::Method>(9));
     EXPECT_TRUE(request->perform(0xFFFFFFFF));
     EXPECT_EQ(server.received(), "GET / HTTP/\r\nHost: 127.0.0.1\r\n\r\n");
-}
-
-std::string repeated(std::string_view piece, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        text += piece;
-    }
-    return text;
 }
 
 // What grows faster than its input would not come to an end here; bench/micro looks at the growth.

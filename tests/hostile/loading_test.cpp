@@ -9,7 +9,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include "tests/hostile/bounds.hpp"
+#include "tests/support/bounds.hpp"
 #include "tests/support/scripted_server.hpp"
 #include "tests/tls/tls_server.hpp"
 

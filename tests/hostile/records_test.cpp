@@ -22,11 +22,7 @@ const std::string Evil = EvilText + "\xFF\xC3(\xED\xA0\x80";  // and what is no 
 const std::string Line = "a\n2001-01-01T00:00:00.000000Z 4 [HTTP Utils] forged\r\n";
 
 std::string many(const std::string& text) {
-    std::string all;
-    while (all.size() < 1U << 20U) {
-        all += text;
-    }
-    return all;
+    return repeated(text, (1U << 20U) / text.size() + 1);
 }
 
 /// Answers what stands on standard error after some code has run at the level of traces.

@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "tests/exchange/answers.hpp"
-#include "tests/hostile/bounds.hpp"
+#include "tests/support/bounds.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {

@@ -1,6 +1,6 @@
 // Answers that are too long, or say so: in memory that has a bound.
 #include "tests/exchange/answers.hpp"
-#include "tests/hostile/bounds.hpp"
+#include "tests/support/bounds.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {

@@ -19,8 +19,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "tests/hostile/bounds.hpp"
 #include "tests/hostile/mirror.hpp"
+#include "tests/support/bounds.hpp"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <openssl/ssl.h>
 
 #include "tests/exchange/exchange.hpp"
-#include "tests/hostile/bounds.hpp"
 #include "tests/hostile/tampered_wire.hpp"
+#include "tests/support/bounds.hpp"
 #include "tests/tls/tls_server.hpp"
 
 namespace Libraries::Networks::HTTP::Client {

@@ -1,4 +1,4 @@
-#include "tests/hostile/bounds.hpp"
+#include "tests/support/bounds.hpp"
 
 #include <cstdlib>
 #include <fstream>

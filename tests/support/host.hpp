@@ -20,6 +20,16 @@ inline std::string plain(const Ref<String>& text) {
     return text ? std::string(text->view()) : "(null)";
 }
 
+/// Answers a text so many times, one behind the other.
+inline std::string repeated(std::string_view text, std::size_t count) {
+    std::string all;
+    all.reserve(text.size() * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
 /// How long a wait of a test may take before the test fails.
 inline constexpr int WaitMilliseconds = 10'000;
 

@@ -6,7 +6,7 @@
 
 #include <openssl/ssl.h>
 
-#include "tests/hostile/bounds.hpp"
+#include "tests/support/bounds.hpp"
 #include "tests/tls/tls_server.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
