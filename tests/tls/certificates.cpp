@@ -36,8 +36,8 @@ std::shared_ptr<EVP_PKEY> makeKey(KeyType type) {
     if (type == KeyType::Ed25519) {
         return own(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"));
     }
-    if (type == KeyType::WeakRsa) {
-        return own(EVP_RSA_gen(1024));
+    if (type == KeyType::Rsa1024 || type == KeyType::Rsa512) {
+        return own(EVP_RSA_gen(type == KeyType::Rsa1024 ? 1024U : 512U));
     }
     // One for all: it takes as long to make as a hundred of the others.
     static const std::shared_ptr<EVP_PKEY> rsa = own(EVP_RSA_gen(2048));

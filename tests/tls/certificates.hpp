@@ -9,7 +9,7 @@
 
 #include <openssl/types.h>
 
-enum class KeyType { Ec, Rsa, WeakRsa, Ed25519 };
+enum class KeyType { Ec, Rsa, Rsa1024, Rsa512, Ed25519 };
 
 inline constexpr std::time_t Day = 86'400;
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
 #include "tests/tls/session.hpp"
@@ -33,6 +34,7 @@ struct Case {
     bool bundle = true;
     CertificateText intermediate = authority("Intermediate");
     const char* serverName = nullptr;  // that the client asks for; null: the host
+    int version = 0;                   // that the server speaks; 0: any
 };
 
 CertificateText leaf(std::vector<std::string> names = {"DNS:localhost"},
@@ -62,6 +64,12 @@ CertificateText forClients() {
 CertificateText signedBy(const char* digest) {
     CertificateText text = leaf();
     text.digest = digest;
+    return text;
+}
+/// An elliptic key cannot sign with MD5.
+CertificateText rsaAuthority() {
+    CertificateText text = authority("Intermediate");
+    text.key = KeyType::Rsa;
     return text;
 }
 CertificateText authorityAsServer() {
@@ -145,8 +153,24 @@ std::vector<Case> furtherCases() {
          "localhost",
          true,
          limited(NID_name_constraints, "critical,excluded;DNS:localhost")},
-        {"WeakKey", {66}, leaf({"DNS:localhost"}, KeyType::WeakRsa)},
+        {"WeakKey", {66}, leaf({"DNS:localhost"}, KeyType::Rsa1024)},
+        {"WeakestKey",  // too short to sign a handshake of TLS 1.3
+         {66},
+         leaf({"DNS:localhost"}, KeyType::Rsa512),
+         Issue::ByRoot,
+         "localhost",
+         true,
+         {},
+         nullptr,
+         TLS1_2_VERSION},
         {"WeakSignature", {68}, signedBy("SHA1")},
+        {"WeakestSignature",
+         {68},
+         signedBy("MD5"),
+         Issue::ByIntermediate,
+         "localhost",
+         true,
+         rsaAuthority()},
     };
 }
 
@@ -212,7 +236,7 @@ TEST_P(Policy, ForgivesItsOwnClassAlone) {
     if (!row.bundle) {
         removeTrustedRoots();
     }
-    TlsServer server({.chain = makeChain(row, root)}, "");
+    TlsServer server({.chain = makeChain(row, root), .version = row.version}, "");
     for (unsigned switches = 0; switches < 8; ++switches) {
         SCOPED_TRACE("switches " + std::to_string(switches));
         const Expected expected = judge(row, switches);
