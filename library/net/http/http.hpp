@@ -391,8 +391,8 @@ public:
     ///
     /// @param fields   Are copied.
     /// @param replace  Whether to remove all fields first.
-    /// @return The request itself; null with `ErrInvalidArgument` when the map holds a null name; nothing of it is set
-    ///         then.
+    /// @return The request itself; null with `ErrInvalidArgument`, and nothing set, when the map
+    ///         holds a null name.
     virtual Ref<Request> setHeaderFields(const HeaderFields& fields, bool replace) = 0;
     /// Sets the source of the request body: it is read from its position to its end while it is
     /// sent, once per hop.
