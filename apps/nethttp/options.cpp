@@ -227,7 +227,9 @@ void addCommands(CLI::App& app, Options& options) {
 /// Answers what is wrong with options that are sound each by itself, or nothing.
 std::string wrongTogether(const CLI::App& app, const Options& options) {
     if (options.command != Command::Exchange) {
-        const std::string command = app.get_subcommands().front()->get_name();
+        // Its list of commands lacks one that stands behind "--"; it takes that, too.
+        const auto commands = app.get_subcommands([](const CLI::App* sub) { return sub->parsed(); });
+        const std::string command = commands.front()->get_name();
         for (const CLI::Option* const option : app.get_options()) {
             if (option->count() != 0 && option->get_group() != generalGroup) {
                 const bool hasValue = option->get_expected_max() != 0;
@@ -276,7 +278,8 @@ ExitStatus print(const std::string& text) {
 /// Answers what to say of the arguments that nothing took: an unknown option comes first, because
 /// what was meant as its value is left over with it.
 std::string unexpected(const CLI::App& app) {
-    const std::vector<std::string> left = app.remaining(true);
+    std::vector<std::string> left = app.remaining(true);
+    left.erase(std::remove(left.begin(), left.end(), "--"), left.end());  // but not as an argument
     for (const std::string& argument : left) {
         if (argument.size() > 1 && argument.front() == '-') {
             return "unknown option '" + argument + '\'';

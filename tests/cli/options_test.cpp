@@ -55,6 +55,8 @@ constexpr WrongOption wrongOptions[] = {
     {"OutputOverBody", "-T|f|-o|./f|http://h/", "--output", "'./f'"},
     {"ReportOverOutput", "-o|f|--report|f|http://h/", "--report", "'f'"},
     {"ExchangeOptionOfACommand", "probe|http://h/|-d|x", "--body", "'probe'"},
+    {"CommandBehindTheMark", "--|http://h/|status|200", "URL", "'status'"},
+    {"TextBehindTheMark", "--|encode|b", "unexpected argument", "'b'"},
     {"StatusNoNumber", "status|ok", "CODE", "'ok'"},
     {"SplitWithoutUrl", "split", "URL", ""},
 };
