@@ -70,14 +70,14 @@ private:
 };
 
 /// A body source over a file. It counts its position itself, to be at its start again once it has
-/// been read to its end.
+/// been read to its end: the one that `length` told, even when the file has grown since.
 class FileSource final : public Object, public virtual Interfaces::Stripe {
 public:
     FileSource(Host::Descriptor file, std::uint64_t length) noexcept
         : file_(std::move(file)), length_(length) {}
 
     std::int64_t read(TransferBuffer buffer, std::uint64_t size, std::uint32_t) override {
-        const std::uint64_t wanted = std::min(size, length() - position_);
+        const std::uint64_t wanted = std::min(size, length_ - position_);
         const ssize_t count = Host::withoutInterruption([&] {
             return pread(file_.number(), buffer.data(), wanted, static_cast<off_t>(position_));
         });

@@ -1,3 +1,7 @@
+#include <fstream>
+
+#include "platform/streams/adapters.hpp"
+
 #include "tests/exchange/exchange.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
@@ -168,6 +172,28 @@ TEST(Redirect, SendsTheBodyAgainWhenTheSourceRewinds) {
     EXPECT_NE(server.received(3).find("Content-Length: 3\r\n"), std::string::npos);
     EXPECT_TRUE(server.received(3).ends_with("\r\n\r\n"));
     EXPECT_TRUE(server.finished()) << server.report();
+}
+
+TEST(Redirect, SendsAFileThatGrowsAsItWasAnnouncedOnEachHop) {
+    for (const Flags flags : {Flags(), Flags{Flag::Verbose}}) {
+        ScriptedServer server{
+            ReadHead{},       ExpectExactly{"abc"}, Send{redirectTo("/b", "Content-Length: 0\r\n")},
+            NextConnection{}, ReadHead{},           ExpectExactly{"abcd"},
+            Send{Ok}};
+        const TemporaryFile file("abc");
+        const Ref<Request> request =
+            requestFor(server, flags)->setBody(Streams::fromFile(file.path()));
+        bool grown = false;
+        request->onUploadProgress([&](double) {
+            if (request->peerAddress() && !grown) {  // announced, and not yet read
+                grown = true;
+                std::ofstream(file.path(), std::ios::app) << "d";
+            }
+        });
+        const LogCapture log;
+        EXPECT_TRUE(request->perform(0));
+        EXPECT_TRUE(server.finished()) << server.report();
+    }
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ Exchange::Outcome Exchange::runHop() {
     if (!sendHead(*stream, head)) {
         return {};
     }
-    if (request_.body_ && head.bodySize != 0 && !sendBody(request_, *stream, head.bodySize)) {
+    if (request_.body_ && head.body.left != 0 && !sendBody(request_, *stream, head.body)) {
         return {};
     }
     Thd::sleep(PauseMicroseconds);

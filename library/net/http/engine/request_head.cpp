@@ -4,7 +4,6 @@
 
 #include <iterator>
 
-#include "net/http/engine/upload.hpp"
 #include "net/http/text/header_fields.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
@@ -25,18 +24,18 @@ Ref<String> encodeLastSegment(const Ref<String>& segment) {
 }
 
 /// Stores the fields that the library adds. @return The size of the body.
-std::uint64_t addLibraryFields(RequestObj& request, const Ref<String>& host) {
+BodySize addLibraryFields(RequestObj& request, const Ref<String>& host) {
     setField(request.headerFields_, String::create("Host"), host);
-    const std::uint64_t bodySize = measureBody(request);
-    if (request.body_ && bodySize != 0) {
-        setField(request.headerFields_, String::create("Content-Length"), StrConv::str(bodySize));
+    const BodySize body = measureBody(request);
+    if (request.body_ && body.left != 0) {
+        setField(request.headerFields_, String::create("Content-Length"), StrConv::str(body.left));
     }
     const bool wanted = !request.flags_.has(Request::Flag::NoDefaultUserAgent);
     if (wanted &&
         request.headerFields_.find(std::string_view("User-Agent")) == request.headerFields_.end()) {
         setField(request.headerFields_, String::create("User-Agent"), Request::defaultUserAgent());
     }
-    return bodySize;
+    return body;
 }
 
 void append(HeapText& text, const Ref<String>& piece) {
@@ -73,7 +72,7 @@ void requestTarget(Ref<String>& path) {
 RequestHead buildRequestHead(RequestObj& request, const Ref<String>& host,
                              const Ref<String>& target) {
     RequestHead head;
-    head.bodySize = addLibraryFields(request, host);
+    head.body = addLibraryFields(request, host);
 
     HeapText& text = head.bytes;
     append(text, request.method_);

@@ -3,6 +3,7 @@
 #include "platform/runtime/string_util.hpp"
 
 #include "net/http/engine/request_obj.hpp"
+#include "net/http/engine/upload.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 
@@ -19,7 +20,7 @@ void requestTarget(Ref<String>& path);
 /// The head of one hop, ready to be sent, and the size of the body that it announces.
 struct RequestHead {
     HeapText bytes;
-    std::uint64_t bodySize = 0;
+    BodySize body;
 };
 
 /// Adds "Host", "Content-Length" and "User-Agent" to the request's header fields, where they stay,

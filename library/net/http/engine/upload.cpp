@@ -25,16 +25,12 @@ namespace {
 constexpr std::uint64_t LargeFragment = 0x100000;
 constexpr std::uint64_t SmallFragment = 0x10000;
 
-std::uint64_t totalSize(Interfaces::Stripe& body) {
-    return body.length() * body.elementSize();
-}
-
-void traceStart(const RequestObj& request) {
+void traceStart(const RequestObj& request, const BodySize& size) {
     if (!isDebugRequest(request.flags_)) {
         return;
     }
     if (LogRecord record{Channel::HttpClient, Level::Trace}) {
-        record << "Sending request body of size " << hexDec(totalSize(*request.body_));
+        record << "Sending request body of size " << hexDec(size.total);
     }
 }
 
@@ -69,41 +65,44 @@ std::uint64_t sendFragment(const RequestObj& request, Interfaces::Stripe& body,
 
 }  // namespace
 
-std::uint64_t measureBody(const RequestObj& request) {
-    std::uint64_t size = 0;
+BodySize measureBody(const RequestObj& request) {
+    BodySize size;
     if (request.body_) {
         // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may leave its request
         const Ref<Interfaces::Stripe> body = request.body_;
-        size = (body->length() - body->position()) * body->elementSize();
+        const std::uint64_t length = body->length();
+        const std::uint64_t position = body->position();
+        const std::uint64_t element = body->elementSize();
+        size = {length * element, (length - position) * element};
     }
     if (isDebugRequest(request.flags_)) {
         if (LogRecord record{Channel::HttpClient, Level::Trace}) {
-            record << "Request body size: " << hexDec(size)
+            record << "Request body size: " << hexDec(size.left)
                    << "; has request body: " << static_cast<bool>(request.body_);
         }
     }
     return size;
 }
 
-bool sendBody(const RequestObj& request, Utils::NetStream& stream, std::uint64_t size) {
+bool sendBody(const RequestObj& request, Utils::NetStream& stream, const BodySize& size) {
     const Ref<Interfaces::Stripe> body =
         request.body_;  // a callback may take it out of the request
-    traceStart(request);
+    traceStart(request, size);
     const std::uint64_t limit =
         Sys::info(Sys::InstalledMemory) != 0 ? LargeFragment : SmallFragment;
     TransferMemory memory(limit, TransferMemory::First::Private, true);
     memory.offerTo(body, "Failed to map shared memory; error: ", TransferMemory::HandBack::No);
     const TransferBuffer buffer = memory.streamBuffer();
 
-    reportProgress(request.uploadProgress_, 0, size);
-    for (std::uint64_t sent = 0; sent < size;) {
+    reportProgress(request.uploadProgress_, 0, size.left);
+    for (std::uint64_t sent = 0; sent < size.left;) {
         const std::uint64_t count =
-            sendFragment(request, *body, stream, buffer, std::min(size - sent, limit));
+            sendFragment(request, *body, stream, buffer, std::min(size.left - sent, limit));
         if (count == 0) {
             return false;
         }
         sent += count;
-        reportProgress(request.uploadProgress_, sent, size);
+        reportProgress(request.uploadProgress_, sent, size.left);
         if (isCancelRequested(request)) {
             if (LogRecord record{Channel::HttpClient, Level::Trace}) {
                 record << "User cancelled upload";
