@@ -76,14 +76,14 @@ private:
 };
 
 bool Runner::open() {
+    // From here on there may be partial files to be kept, removed or named.
+    interrupts_.emplace([this] { giveUp(); });
     if (options_.report && !report_.open(*options_.report)) {
         return false;
     }
     if (!body_.open(options_)) {
         return false;
     }
-    // From here on there may be a partial file to be removed or named.
-    interrupts_.emplace([this] { giveUp(); });
     cancel_ = Ref<CancelWatch>::make(options_.cancelAfter, *interrupts_);
     output_ =
         Output::openBeside(options_.output, [this](std::uint64_t bytes) { bar_.received(bytes); });
@@ -101,6 +101,7 @@ void Runner::giveUp() {
     if (Output* const output = abandonable_) {
         output->abandon();
     }
+    report_.giveUp();
 }
 
 void Runner::setUpTarget(const Ref<Request>& request) {

@@ -41,6 +41,8 @@ public:
     std::int64_t write(TransferBuffer buffer, std::uint64_t size, std::uint32_t timeout) override;
     /// Writes bytes that the caller holds.
     [[nodiscard]] bool writeAll(const void* bytes, std::uint64_t size);
+    /// Answers whether a file is written beside its name.
+    [[nodiscard]] bool isBeside() const noexcept { return static_cast<bool>(partial_); }
     /// Complains about a write that failed since the last call.
     ///
     /// @return Whether there was one.

@@ -2,6 +2,8 @@
 
 #include "report.hpp"
 
+#include <utility>
+
 #include <nlohmann/json.hpp>
 
 #include "platform/runtime/error.hpp"
@@ -50,7 +52,7 @@ nlohmann::ordered_json entryOf(const ExchangeResult& result) {
 
 bool Report::open(const std::string& file) {
     // A file of the name "-" is a file: standard output is for the body alone.
-    output_ = Output::open(file == standardStreamName ? "./-" : file, {});
+    output_ = Output::openBeside(file == standardStreamName ? "./-" : file, {});
     if (output_) {
         write("{\"exchanges\":[");
     }
@@ -58,6 +60,7 @@ bool Report::open(const std::string& file) {
 }
 
 void Report::add(const ExchangeResult& result) {
+    const std::lock_guard lock(mutex_);
     if (output_) {
         write(separator_ + lineOf(entryOf(result)));
         separator_ = ",";
@@ -65,13 +68,25 @@ void Report::add(const ExchangeResult& result) {
 }
 
 bool Report::finish() {
-    if (!output_) {
-        return true;
+    const std::lock_guard lock(mutex_);
+    return !output_ || end();
+}
+
+void Report::giveUp() {
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (lock && output_ && output_->isBeside()) {  // a pipe may have no room
+        (void)end();
     }
+}
+
+bool Report::end() {
     write("]}\n");
-    const bool failed = output_->complainOfFailure();
-    output_.reset();
-    return !failed;
+    const Ref<Output> output = std::exchange(output_, nullptr);
+    if (output->complainOfFailure()) {
+        output->abandon();
+        return false;
+    }
+    return output->keep();
 }
 
 void Report::write(const std::string& text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,8 @@ struct ExchangeResult {
 };
 
 /// The report: one line of JSON that grows by an entry with each exchange, so that a long run does
-/// not have to be held in memory.
+/// not have to be held in memory. Where that is possible it is written beside its name, which never
+/// has half a report.
 class Report {
 public:
     /// Opens the file and writes the beginning.
@@ -36,10 +38,16 @@ public:
     ///
     /// @return False after a complaint, when any part of the report could not be written.
     [[nodiscard]] bool finish();
+    /// Writes the end behind the exchanges that have ended, unless that could take long.
+    ///
+    /// @threads Any, for it may be the program's last act.
+    void giveUp();
 
 private:
     void write(const std::string& text);
+    bool end();
 
+    std::mutex mutex_;  // for what follows
     Ref<Output> output_;
     const char* separator_ = "";
     bool failed_ = false;

@@ -31,10 +31,12 @@ class Server:
     def __init__(self, answer):
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/file"
+        self.accepted = threading.Event()
         self.thread = threading.Thread(target=self.serve, args=(answer,))
 
     def serve(self, answer):
         connection, _ = self.listener.accept()
+        self.accepted.set()
         with connection:
             try:
                 answer(connection)
@@ -128,6 +130,8 @@ class TerminalTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.file = self.folder / "file"
+        self.part = self.folder / "file.part"
+        self.report = self.folder / "report"
 
     def shown(self, columns, answer, *arguments):
         """Answers the states of the line that was drawn over itself, and what stands at last."""
@@ -201,47 +205,54 @@ class TerminalTest(unittest.TestCase):
             status = terminal.end()
             cancelled.set()
         self.assertEqual(status, 130, terminal.output)
-        part = pathlib.Path(f"{self.file}.part")
         self.assertRegex(terminal.output, rf"\r\nnethttp: ErrCancelled \(8442h\): {server.url}\r\n"
-                         rf"nethttp: {part}: holds the {part.stat().st_size} bytes that came\r\n\Z")
+                         rf"nethttp: {self.part}: holds the {self.part.stat().st_size} bytes that came\r\n\Z")
         self.assertFalse(self.file.exists())
+
+    def end_while_waiting(self, signals, body=b"", ignored=()):
+        """Sends signals to a program that waits for the rest of a body; answers status and errors."""
+        over = threading.Event()
+
+        def answer(connection):
+            read_head(connection)
+            connection.sendall(HEAD % SIZE + body)
+            over.wait(60)
+
+        with Server(answer) as server:
+            process = subprocess.Popen(
+                [self.program, "-o", self.file, "--report", self.report, server.url],
+                stderr=subprocess.PIPE, text=True,
+                preexec_fn=lambda: [signal.signal(one, signal.SIG_IGN) for one in ignored])
+            # The program asks whether to go on behind each piece: it is to wait again.
+            wait_until(lambda: self.part.exists() and self.part.stat().st_size == len(body))
+            wait_until(lambda: server.accepted.is_set() and state_of(process.pid) == "S")
+            for one in signals:
+                process.send_signal(one)
+            _, errors = process.communicate(timeout=60)
+            over.set()
+        return process.returncode, errors.replace(server.url, "URL")
 
     def test_signal_while_nothing_arrives(self):
         """The program ends soon, and does not wait for its peer; what is ignored stays so."""
-        for name, ignored, body in ((signal.SIGINT, [], b"some"), (signal.SIGTERM, [], b""),
-                                    (signal.SIGTERM, [signal.SIGINT], b"")):
+        for name, ignored, body in ((signal.SIGINT, (), b"some"), (signal.SIGTERM, (), b""),
+                                    (signal.SIGTERM, (signal.SIGINT,), b"")):
             with self.subTest(name=name, ignored=ignored):
-                over = threading.Event()
-                sent = threading.Event()
-
-                def answer(connection, body=body, sent=sent, over=over):
-                    read_head(connection)
-                    connection.sendall(HEAD % SIZE + body)
-                    sent.set()
-                    over.wait(60)
-
-                with Server(answer) as server:
-                    process = subprocess.Popen(
-                        [self.program, "-o", self.file, server.url], stderr=subprocess.PIPE,
-                        text=True,
-                        preexec_fn=lambda ignored=ignored: [signal.signal(one, signal.SIG_IGN)
-                                                            for one in ignored])
-                    self.assertTrue(sent.wait(60))
-                    part = pathlib.Path(f"{self.file}.part")
-                    # The program asks whether to go on behind each piece: it is to wait again.
-                    wait_until(lambda part=part, body=body: not body or (
-                        part.exists() and part.stat().st_size))
-                    wait_until(lambda process=process: state_of(process.pid) == "S")
-                    for one in [*ignored, name]:
-                        process.send_signal(one)
-                    _, errors = process.communicate(timeout=60)
-                    over.set()
-                self.assertEqual(process.returncode, 128 + name, errors)
-                named = f"nethttp: {part}: holds the {len(body)} bytes that came\n" if body else ""
-                self.assertEqual(errors, f"nethttp: interrupted: {server.url}\n{named}")
-                self.assertEqual(part.exists(), bool(body))
-                part.unlink(missing_ok=True)
+                status, errors = self.end_while_waiting([*ignored, name], body, ignored)
+                self.assertEqual(status, 128 + name, errors)
+                named = f"nethttp: {self.part}: holds the {len(body)} bytes that came\n" if body else ""
+                self.assertEqual(errors, f"nethttp: interrupted: URL\n{named}")
+                self.assertEqual(self.report.read_text(), '{"exchanges":[]}\n')
+                self.assertEqual(self.part.exists(), bool(body))
+                self.part.unlink(missing_ok=True)
                 self.assertFalse(self.file.exists())
+
+    def test_program_that_is_killed_leaves_no_half_file(self):
+        for file in (self.file, self.report):
+            file.write_text("old")
+        status, _ = self.end_while_waiting([signal.SIGKILL], b"some")
+        self.assertEqual(status, -signal.SIGKILL)
+        for file in (self.file, self.report):
+            self.assertEqual(file.read_text(), "old")
 
 
 if __name__ == "__main__":
