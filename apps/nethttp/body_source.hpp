@@ -10,7 +10,8 @@ namespace cli {
 /// The body of the request, as the options name it.
 class BodySource {
 public:
-    /// Opens the file, or reads standard input to its end; options without a body leave it out.
+    /// Opens the file, or reads standard input, a pipe and the like to their end; options without a
+    /// body leave it out.
     ///
     /// @return False after a complaint.
     [[nodiscard]] bool open(const Options& options);
@@ -18,7 +19,8 @@ public:
     [[nodiscard]] const Ref<Interfaces::Stripe>& stripe() const { return stripe_; }
 
 private:
-    bool readStandardInput();
+    bool collectFile(const std::string& file);
+    bool collect(int descriptor, const std::string& name);
 
     Ref<MemOutStrm> collected_;  // holds the bytes of:
     Ref<Interfaces::Stripe> stripe_;

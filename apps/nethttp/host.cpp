@@ -55,6 +55,23 @@ bool isRegularFile(const std::string& path) {
     return ::stat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
+bool isPipeOrDevice(const std::string& path) {
+    struct stat facts {};
+    return ::stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode);
+}
+
+int openForReading(const std::string& path) {
+    int descriptor = -1;
+    do {
+        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+void close(int descriptor) {
+    (void)::close(descriptor);
+}
+
 std::string makeTemporaryFolder() {
     const char* const base =
         std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): one thread yet

@@ -22,6 +22,15 @@ bool isTerminal(const std::string& path);
 /// Tells whether a path, followed through links, is a regular file.
 bool isRegularFile(const std::string& path);
 
+/// Tells whether a path, followed through links, is neither a regular file nor a folder.
+bool isPipeOrDevice(const std::string& path);
+
+/// Opens any kind of file; a pipe when it has a writer.
+///
+/// @return The descriptor, which `close` takes; -1 with `errno` set on failure.
+int openForReading(const std::string& path);
+void close(int descriptor);
+
 /// Makes a folder for this run that only this user can enter.
 ///
 /// @return Its path, empty with `errno` set on failure.

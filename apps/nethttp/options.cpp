@@ -131,11 +131,11 @@ void addFlags(CLI::App& app, Options& options) {
         {"Request", "--no-default-user-agent", "Add no User-Agent of the library's own",
          Request::Flag::NoDefaultUserAgent},
         {"Request", "--no-redirect", "Take a redirect as the result", Request::Flag::NoRedirect},
-        {"TLS", "--ssl-ignore-untrusted", "Accept self-signed and untrusted certificates",
+        {"TLS", "--ssl-ignore-untrusted", "Accept self-signed certificates",
          Request::Flag::SslIgnoreUntrusted},
         {"TLS", "--ssl-ignore-validity-period", "Accept certificates outside their dates",
          Request::Flag::SslIgnoreValidityPeriod},
-        {"TLS", "--ssl-ignore-invalid", "Accept certificates that are wrong otherwise",
+        {"TLS", "--ssl-ignore-invalid", "Accept any issuer, host name and purpose",
          Request::Flag::SslIgnoreInvalid},
         {"Result", "-v,--verbose", "Trace the exchange in the log", Request::Flag::Verbose},
     };
@@ -228,7 +228,8 @@ void addCommands(CLI::App& app, Options& options) {
 std::string wrongTogether(const CLI::App& app, const Options& options) {
     if (options.command != Command::Exchange) {
         // Its list of commands lacks one that stands behind "--"; it takes that, too.
-        const auto commands = app.get_subcommands([](const CLI::App* sub) { return sub->parsed(); });
+        const auto commands =
+            app.get_subcommands([](const CLI::App* sub) { return sub->parsed(); });
         const std::string command = commands.front()->get_name();
         for (const CLI::Option* const option : app.get_options()) {
             if (option->count() != 0 && option->get_group() != generalGroup) {

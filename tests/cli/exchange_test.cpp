@@ -1,10 +1,15 @@
 // Exchanges: what the program does with request bodies, and the status it ends with.
 
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/cli/program.hpp"
 
@@ -44,6 +49,23 @@ TEST(CliExchange, StatusFollowsTheResponseWhenAsked) {
         EXPECT_EQ(outcome.status, row.status) << row.option << ' ' << row.statusLine;
         EXPECT_EQ(outcome.output, "why");
     }
+}
+
+TEST(CliExchange, FilesThatTellNoSizeAreReadToTheirEnd) {
+    std::ostringstream version;
+    version << std::ifstream("/proc/version").rdbuf();
+    const TemporaryFile place("");
+    const std::string pipe = place.path() + ".pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] { std::ofstream(pipe) << version.str(); });
+    for (const std::string& file : {pipe, std::string("/proc/version")}) {
+        ScriptedServer server{ReadHead{}, ExpectExactly{version.str()},
+                              Send{response("200 OK", "")}, Close{}};
+        EXPECT_EQ(runProgram({"-X", "PUT", "-T", file, urlOf(server, "/")}).status, 0) << file;
+        EXPECT_TRUE(server.finished()) << server.report();
+    }
+    writer.join();
+    (void)::unlink(pipe.c_str());
 }
 
 /// Two exchanges of one request, the first of which a redirect makes two hops: three bodies.
