@@ -23,8 +23,8 @@ int main(int count, char** arguments) {
     const Policy policies[] = {
         {"strict", {Request::Flag::DisallowHttp}},
         {"any date", {Request::Flag::DisallowHttp, Request::Flag::SslIgnoreValidityPeriod}},
-        {"any issuer", {Request::Flag::DisallowHttp, Request::Flag::SslIgnoreUntrusted}},
-        {"any name or use", {Request::Flag::DisallowHttp, Request::Flag::SslIgnoreInvalid}},
+        {"self-signed", {Request::Flag::DisallowHttp, Request::Flag::SslIgnoreUntrusted}},
+        {"any issuer, name or use", {Request::Flag::DisallowHttp, Request::Flag::SslIgnoreInvalid}},
     };
     SysLogFilter::setLevel(5);  // a refusal is an answer here, and no news for the log
     bool accepted = false;

@@ -55,6 +55,11 @@ int main(int count, char** arguments) {
         std::filesystem::remove(partial);
         return interrupted ? 130 : 1;
     }
+    if (!response->headerField("Content-Length")) {
+        // Then a connection that broke off looks like one that ended.
+        std::cerr << partial.string() << ": the server did not tell how much was to come\n";
+        return 1;
+    }
     std::filesystem::rename(partial, file);
     std::cout << file.string() << ": " << response->bodySize() << " bytes\n";
 }

@@ -18,7 +18,7 @@ inline constexpr std::uint32_t NoTimeout = 0xFFFFFFFF;
 /// What a stream answers when it maps transfer memory: the memory, and words that only the stream
 /// reads. Empty when `memory` is null.
 struct Mapping {
-    Ref<SharedMemory> memory;              ///< What was offered, or memory of the stream's own.
+    Ref<SharedMemory> memory;              ///< What was offered; a source may answer its own.
     std::array<std::uint64_t, 4> words{};  ///< Whatever the stream wants to find again.
 
     /// @return Whether anything is mapped.
@@ -188,7 +188,8 @@ public:
 class VORNIK_EXPORT FileStrm {
 public:
     /// Opens a regular file for reading, as a body source too; its length is that of the moment it
-    /// is asked at the start of the file. At its start again once it has been read to its end.
+    /// is asked at the start of the file (0 for those of /proc, which tell none). At its start again
+    /// once that much of it has been read.
     ///
     /// @param path  Of the host; null is refused.
     /// @return A new source, which closes the file at its end; null with the code 0x20000 + errno.

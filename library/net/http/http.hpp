@@ -193,8 +193,8 @@ public:
     [[nodiscard]] virtual bool wasRedirected() const = 0;
     /// Answers the URL that answered. With `Request::Flag::NoRedirect` and a redirect: its target.
     ///
-    /// @return Null when the first response of the exchange had a status from 300 to 399 and no
-    ///         Location.
+    /// @return Of a response with a status from 300 to 399 and no Location the URL before it in the
+    ///         chain, null when it was the first.
     [[nodiscard]] virtual Ref<String> url() const = 0;
 
     /// Finds a header field.
@@ -232,12 +232,12 @@ public:
         DisallowHttp = 0,        ///< Refuse "http", on every hop.
         DisallowHttps = 1,       ///< Refuse "https", on every hop.
         NoDefaultUserAgent = 2,  ///< Add no "User-Agent" of the library's own.
-        SslIgnoreInvalid =
-            3,           ///< Forgive certificate errors other than those of the next two kinds.
-        NoRedirect = 4,  ///< A redirect is the result; it is not followed.
-        Verbose = 5,     ///< Write the trace records of this request's exchange.
+        SslIgnoreInvalid = 3,    ///< Forgive every certificate error but those of 6 and 7: another
+                                 ///< host's name and an unknown issuer, too.
+        NoRedirect = 4,          ///< A redirect is the result; it is not followed.
+        Verbose = 5,             ///< Write the trace records of this request's exchange.
         SslIgnoreValidityPeriod = 6,  ///< Forgive certificates that are not yet or no longer valid.
-        SslIgnoreUntrusted = 7,       ///< Forgive self-signed and untrusted certificates.
+        SslIgnoreUntrusted = 7,       ///< Forgive self-signed certificates, but no unknown issuer.
     };
 
     /// Which protocol an exchange speaks.
@@ -398,7 +398,11 @@ public:
     /// sent, once per hop.
     ///
     /// @param body  Must stand at its start again for a further hop or exchange, else that one
-    ///              announces a body and sends none. Those of the platform do.
+    ///              sends only the rest, or announces a body and sends none. Those of the platform
+    ///              do once they are read to their end; after an exchange that failed or was
+    ///              cancelled, call `body->setPosition(0)`. Null or an empty body leaves the
+    ///              Content-Length of an exchange before: `setHeaderField("Content-Length", nullptr)`
+    ///              removes it.
     /// @return The request itself.
     virtual Ref<Request> setBody(Ref<Interfaces::Stripe> body) = 0;
     /// Sets the method by its token, which is sent unchanged.
