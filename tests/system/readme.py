@@ -69,7 +69,7 @@ def main():
         server.shutdown()
     if good.stdout != b"200\n" + BODY or not absent.stdout.startswith("404\n"):
         sys.exit(f"the program printed {good.stdout!r} {absent.stdout!r}")
-    if without_url.returncode != 1:
+    if without_url.returncode != 2:
         sys.exit(f"the program without a URL ended with {without_url.returncode}")
     print("the README's program builds and runs as printed")
 
