@@ -18,7 +18,7 @@ struct Answer {
     std::string reason;
     std::string fields;
     std::string body;
-    std::vector<std::string> warnings = {};  ///< Every record of level 3 and 4.
+    std::vector<std::string> warnings = {};  ///< Every record of level 3 and above: of level 3.
 };
 
 /// The answer is a response, the same in pieces of any size.
@@ -37,7 +37,7 @@ inline void expectAnswer(const Answer& row) {
         EXPECT_EQ(seen.bodySize, row.body.size());
         EXPECT_FALSE(seen.redirected);
         EXPECT_EQ(seen.url, plain(server.url("/")));
-        EXPECT_EQ(log.texts(3), row.warnings);
+        EXPECT_EQ(log.records(3), warnings(row.warnings));
         EXPECT_TRUE(server.finished()) << server.report();
     }
 }
@@ -47,7 +47,7 @@ struct Broken {
     std::string bytes;
     Step end;
     std::string body;    ///< What reaches the output stream even so.
-    std::string record;  ///< The only one of level 3 or 4.
+    std::string record;  ///< The only one of level 3 and above: of level 4.
 };
 
 /// The answer is a failure, the same in pieces of any size.
@@ -61,8 +61,8 @@ inline void expectFailure(const Broken& row) {
         const Ref<Request> request = requestFor(server);
         EXPECT_EQ(look(request->perform(output.stream(), 0)).error, ErrTransfer);
         EXPECT_EQ(output.bytes(), row.body);
-        EXPECT_EQ(log.texts(), std::vector<std::string>{row.record});
-        EXPECT_TRUE(log.has(4, "HTTP Client", row.record));
+        EXPECT_THAT(log.records(),
+                    testing::ElementsAre(LogCapture::Record{4, "HTTP Client", row.record}));
         EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(server.port()));
     }
 }

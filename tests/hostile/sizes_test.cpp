@@ -65,8 +65,7 @@ TEST(EndlessLine, EndsTheHeadAtTheSizeOfTheBuffer) {
                     row.whole ? "A=b;C=" + std::string(Buffer - 4, 'x') + ";" : "A=b;";
                 EXPECT_TRUE(look(response).fields == fields);
             }
-            EXPECT_EQ(log.texts(),
-                      row.whole ? std::vector<std::string>() : std::vector<std::string>{NoMore});
+            EXPECT_EQ(log.records(), row.whole ? warnings({}) : warnings({NoMore}));
         }
     }
 }
