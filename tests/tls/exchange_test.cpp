@@ -140,9 +140,9 @@ TEST(TlsVersions, BothAreSpokenAndCarryAnyRecordSize) {
                 set.extra = extra;
                 set.record = record;
                 TlsServer server(set, okResponse(body));
-                const Seen seen = get(server);
-                EXPECT_EQ(seen.body == body, seen.ok) << version << static_cast<int>(extra);
-                EXPECT_TRUE(seen.ok) << version << static_cast<int>(extra);
+                SCOPED_TRACE(testing::Message() << version << " " << static_cast<int>(extra));
+                EXPECT_TRUE(get(server).body == body);
+                EXPECT_TRUE(server.connections(1).front().extra);
             }
         }
     }
