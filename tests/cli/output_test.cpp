@@ -151,6 +151,17 @@ TEST(CliOutput, ReaderThatHasGoneIsAFailureAndNoSignal) {
                   urlOf(server, "/") + "\n");
 }
 
+TEST(CliOutput, FileThatIsFullIsAFailure) {
+    ScriptedServer server{ReadHead{}, Send{response("200 OK", "body")}, Close{}};
+    const Outcome outcome = runProgram({"-o", "/dev/full", urlOf(server, "/")});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors,
+                MatchesRegex(".* 4 \\[HTTP Client\\] Failed to write data to output stream; error: "
+                             "2001ch \\(131100\\)\n"
+                             "nethttp: /dev/full: No space left on device\n"
+                             "nethttp: ErrTransfer \\(8443h\\): [^\n]*\n"));
+}
+
 TEST(CliFailure, IsOneLineOfWhatFailedAndWhereAndWhy) {
     ScriptedServer server(shortResponse());
     const std::string peer = "127.0.0.1:" + std::to_string(server.port());

@@ -9,11 +9,14 @@
 
 namespace {
 
+using namespace std::string_literals;  // NOLINT(google-build-using-namespace): texts that hold NULs
+
 TEST(Report, HoldsEveryExchangeInOrder) {
     const TemporaryFile report("");
     ScriptedServer server{
         ReadHead{},
-        Send{"HTTP/1.1 200 All \xff good\r\nX-B: 2\r\nx-a: 1\r\nContent-Length: 5\r\n\r\nhello"},
+        Send{"HTTP/1.1 200 O\0\xff\x1b\r\nX-B\0\xff\x1b: v\0\xff\x1b\r\nx-a: 1\r\n"
+             "Content-Length: 5\r\n\r\nhello"s},
         Close{},
         NextConnection{},
         ReadHead{},
@@ -23,17 +26,18 @@ TEST(Report, HoldsEveryExchangeInOrder) {
         runProgram({"--repeat", "2", "--report", report.path(), urlOf(server, "/r")});
     EXPECT_EQ(outcome.status, 1);
     const std::string peer = "127.0.0.1:" + std::to_string(server.port());
-    EXPECT_EQ(report.content(),
-              "{\"exchanges\":[{\"ok\":true,\"error\":0,\"errorName\":\"\",\"status\":200,"
-              "\"reason\":\"All \xEF\xBF\xBD good\",\"headers\":[[\"Content-Length\",\"5\"],"
-              "[\"x-a\",\"1\"],[\"X-B\",\"2\"]],\"bodySize\":5,\"bodyData\":false,"
-              "\"wasRedirected\":false,\"url\":\"http://" +
-                  peer + "/r\",\"peerAddress\":\"" + peer +
-                  "\",\"uploadProgress\":[0.0],\"downloadProgress\":[0.0,0.0,1.0,1.0],"
-                  "\"cancelAsked\":0},"
-                  "{\"ok\":false,\"error\":33859,\"errorName\":\"ErrTransfer\",\"peerAddress\":\"" +
-                  peer +
-                  "\",\"uploadProgress\":[0.0],\"downloadProgress\":[0.0],\"cancelAsked\":0}]}\n");
+    EXPECT_EQ(
+        report.content(),
+        "{\"exchanges\":[{\"ok\":true,\"error\":0,\"errorName\":\"\",\"status\":200,"
+        "\"reason\":\"O\\u0000\xEF\xBF\xBD\\u001b\",\"headers\":[[\"Content-Length\",\"5\"],"
+        "[\"x-a\",\"1\"],[\"X-B\\u0000\xEF\xBF\xBD\\u001b\",\"v\\u0000\xEF\xBF\xBD\\u001b\"]],"
+        "\"bodySize\":5,\"bodyData\":false,"
+        "\"wasRedirected\":false,\"url\":\"http://" +
+            peer + "/r\",\"peerAddress\":\"" + peer +
+            "\",\"uploadProgress\":[0.0],\"downloadProgress\":[0.0,0.0,1.0,1.0],"
+            "\"cancelAsked\":0},"
+            "{\"ok\":false,\"error\":33859,\"errorName\":\"ErrTransfer\",\"peerAddress\":\"" +
+            peer + "\",\"uploadProgress\":[0.0],\"downloadProgress\":[0.0],\"cancelAsked\":0}]}\n");
 }
 
 TEST(Report, ShowsANullPeerAndNamesTheFailure) {

@@ -57,6 +57,15 @@ inline Seen look(const Ref<Response>& response) {
     return seen;
 }
 
+/// What the engine logs when it warns of something and goes on.
+inline std::vector<LogCapture::Record> warnings(const std::vector<std::string>& texts) {
+    std::vector<LogCapture::Record> records;
+    for (const std::string& text : texts) {
+        records.push_back({3, "HTTP Client", text});
+    }
+    return records;
+}
+
 inline Ref<Request> requestFor(const ScriptedServer& server, Flags flags = {},
                                const char* path = "/") {
     return Request::create(flags)->setUrl(server.url(path));

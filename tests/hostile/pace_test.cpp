@@ -13,7 +13,8 @@ using testing::UnorderedElementsAreArray;
 
 const std::string Ok = "HTTP/1.1 200 OK\r\n";
 const std::string Found = "HTTP/1.1 302 x\r\nLocation: /next\r\n";
-const std::string Quiet = "Could not receive data; error: " + hexDec(ErrHostBase + ETIMEDOUT);
+constexpr std::uint32_t IdleLimit = ErrHostBase + ETIMEDOUT;
+const std::string Quiet = "Could not receive data; error: " + hexDec(IdleLimit);
 
 /// Calls the function for every row, on a thread each: waiting takes its time once.
 template <class Rows, class Function>
@@ -36,41 +37,48 @@ struct Silence {
     std::uint64_t status;  // 0 as well when there is no response
     std::string body;
     unsigned asked;      // how often the cancel query was
-    std::string record;  // the only one of level 3 or 4; empty for none
+    std::string record;  // the only one of level 3 and above; empty for none
+    std::uint32_t code;  // the thread's error code afterwards
 };
 
 const Silence silences[] = {
-    {"NothingAtAll", "", 0, "", 0, Quiet},
-    {"PartOfAStatusLine", "HTTP/1.1 200", 0, "", 0, NoMore},
-    {"PartOfAHead", Ok + "A: b\r\nC", 200, "", 0, NoMore},
-    {"BodyTooShort", Ok + "Content-Length: 5\r\n\r\nabc", 0, "abc", 1, Quiet},
-    {"BodyWithoutALength", Ok + "\r\nabc", 200, "abc", 1, ""},
-    {"NoContentWithALength", "HTTP/1.1 204 x\r\nContent-Length: 5\r\n\r\n", 0, "", 0, Quiet},
-    {"RedirectWithoutALength", Found + "\r\nabc", 200, "end", 1, ""},
+    {"NothingAtAll", "", 0, "", 0, Quiet, ErrTransfer},
+    {"PartOfAStatusLine", "HTTP/1.1 200", 0, "", 0, NoMore, IdleLimit},
+    {"PartOfAHead", Ok + "A: b\r\nC", 200, "", 0, NoMore, IdleLimit},
+    {"BodyTooShort", Ok + "Content-Length: 5\r\n\r\nabc", 0, "abc", 1, Quiet, ErrTransfer},
+    {"BodyWithoutALength", Ok + "\r\nabc", 200, "abc", 1, "", IdleLimit},
+    {"NoContentWithALength", "HTTP/1.1 204 x\r\nContent-Length: 5\r\n\r\n", 0, "", 0, Quiet,
+     ErrTransfer},
+    {"RedirectWithoutALength", Found + "\r\nabc", 200, "end", 1, "", ErrEndOfStream},
 };
 
 TEST(SilentPeer, IsLeftAtTheIdleLimit) {
     const ScopedLimits limits(60'000, 5'000);  // time enough for all of them to be answered at once
     const LogCapture log(3);
     forEachAtOnce(silences, [](const Silence& row) {
-        ScriptedServer server{ReadHead{},       Send{row.bytes}, Hold{},
-                              NextConnection{}, ReadHead{},      Send{Ok + "\r\nend"}};
+        std::vector<Step> script = {ReadHead{}, Send{row.bytes}, Hold{}};
+        if (row.bytes.starts_with(Found)) {
+            script.insert(script.end(), {NextConnection{}, ReadHead{}, Send{Ok + "\r\nend"}});
+        }
+        ScriptedServer server(std::move(script));
         const MemorySink output;
         const CancelStub cancel(99);
         const Ref<Request> request = requestFor(server)->setCancelQuery(cancel.query());
-        const Seen seen = look(request->setCancelArgument(1)->perform(output.stream(), 0));
-        EXPECT_EQ(seen.error, row.record == Quiet ? ErrTransfer : 0);
-        EXPECT_EQ(seen.status, row.status);
+        const Ref<Response> response = request->setCancelArgument(1)->perform(output.stream(), 0);
+        EXPECT_EQ(Error::get(), row.code);
+        EXPECT_EQ(!response, row.code == ErrTransfer);
+        EXPECT_EQ(look(response).status, row.status);
         EXPECT_EQ(output.bytes(), row.body);
         EXPECT_EQ(cancel.calls(), row.asked);
+        EXPECT_TRUE(server.finished()) << server.report();
     });
-    std::vector<std::string> records;
+    std::vector<LogCapture::Record> records;
     for (const Silence& row : silences) {
         if (!row.record.empty()) {
-            records.push_back(row.record);
+            records.push_back({row.record == Quiet ? 4U : 3U, "HTTP Client", row.record});
         }
     }
-    EXPECT_THAT(log.texts(), UnorderedElementsAreArray(records));
+    EXPECT_THAT(log.records(), UnorderedElementsAreArray(records));
 }
 
 struct Deafness {

@@ -228,7 +228,7 @@ TEST(LongLocation, IsFollowedAsFarAsALineGoes) {
         EXPECT_EQ(cut.status, 302U);
         EXPECT_EQ(cut.url, plain(server.url("/a")));
         EXPECT_FALSE(cut.redirected);
-        EXPECT_EQ(log.texts(), std::vector<std::string>{NoMore});
+        EXPECT_EQ(log.records(), warnings({NoMore}));
         if (*filling == 'x') {
             EXPECT_TRUE(server.received(1) == defaultHead(location));
         }

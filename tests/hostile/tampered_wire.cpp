@@ -47,10 +47,9 @@ TamperedWire::~TamperedWire() {
     thread_.join();
 }
 
-void TamperedWire::harm(Harm harm, std::size_t at, std::size_t piece) {
+void TamperedWire::harm(Harm harm, std::size_t at) {
     harm_ = harm;
     at_ = at;
-    piece_ = piece;
 }
 
 Ref<String> TamperedWire::url() const {
@@ -109,12 +108,8 @@ bool TamperedWire::forward(int client, std::string bytes) {
         bytes.resize(at_ - before);
     }
     forwarded_ = before + bytes.size();
-    for (std::string_view rest = bytes; !rest.empty();) {
-        const std::size_t count = std::min<std::size_t>(rest.size(), piece_);
-        if (!sendAll(client, rest.substr(0, count))) {
-            return false;
-        }
-        rest.remove_prefix(count);
+    if (!sendAll(client, bytes)) {
+        return false;
     }
     if (here && harm_ == Harm::Stall) {
         while (!receiveSome(client).empty()) {  // until it has had enough

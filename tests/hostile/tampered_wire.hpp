@@ -26,8 +26,8 @@ public:
     TamperedWire& operator=(const TamperedWire&) = delete;
     ~TamperedWire();
 
-    /// Sets what happens to the next connections. @param piece  The most bytes that go on at once.
-    void harm(Harm harm, std::size_t at, std::size_t piece = SIZE_MAX);
+    /// Sets what happens to the next connections.
+    void harm(Harm harm, std::size_t at);
     /// Tells whether the last connection came to the byte.
     [[nodiscard]] bool reached() const noexcept { return reached_; }
     /// Waits for the end of the last connection, and answers how many bytes of the server it was
@@ -46,7 +46,6 @@ private:
     StopSignal stop_;
     std::atomic<Harm> harm_{Harm::None};
     std::atomic<std::size_t> at_{0};
-    std::atomic<std::size_t> piece_{SIZE_MAX};
     std::atomic<bool> reached_{false};
     std::atomic<std::size_t> forwarded_{0};
     std::atomic<bool> serving_{false};

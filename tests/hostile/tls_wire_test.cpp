@@ -7,12 +7,14 @@
 #include "tests/exchange/exchange.hpp"
 #include "tests/hostile/tampered_wire.hpp"
 #include "tests/support/bounds.hpp"
+#include "tests/support/host_faults.hpp"
 #include "tests/tls/tls_server.hpp"
 
 namespace Libraries::Networks::HTTP::Client {
 namespace {
 
 using Harm = TamperedWire::Harm;
+using HostFaults::Call;
 
 constexpr const char* NoLength = "HTTP/1.1 200 OK\r\n\r\nabc";
 constexpr const char* WithLength = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
@@ -139,8 +141,11 @@ TEST(TlsWire, ThatFallsSilentIsLeftAtTheIdleLimit) {
 TEST(TlsWire, MayCarryOneByteAtATime) {
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
         Wired wired(version, WithLength);
-        wired.wire().harm(Harm::None, 0, 1);
+        const std::size_t length = wired.length();
+        const HostFaults::Pieces cut(Call::Recv, std::vector<std::size_t>(length, 1));
+        const unsigned before = HostFaults::calls(Call::Recv);
         EXPECT_EQ(look(wired.request()->perform(0)).body, "abc");
+        EXPECT_GT(HostFaults::calls(Call::Recv) - before, length - 100);  // the end is not read
     }
 }
 

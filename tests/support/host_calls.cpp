@@ -64,7 +64,9 @@ std::ptrdiff_t bytes(std::size_t size) noexcept {
 
 extern "C" {
 
-// Memory is asked for by dlsym too: these go to the kernel directly.
+// Memory is asked for by dlsym too: these go to the kernel directly. The thread sanitizer's runtime
+// does not start where mmap is not its own.
+#ifndef NETHTTP_SANITIZE_THREAD
 void* mmap(void* address, std::size_t size, int protection, int flags, int descriptor,
            off_t offset) noexcept {
     const Treatment treatment = decide(Call::Mmap);
@@ -76,6 +78,7 @@ void* mmap(void* address, std::size_t size, int protection, int flags, int descr
     countMapped(result == -1 ? 0 : bytes(size));
     return reinterpret_cast<void*>(result);  // NOLINT(performance-no-int-to-ptr): the kernel's
 }
+#endif
 
 void* mremap(void* address, std::size_t size, std::size_t newSize, int flags, ...) noexcept {
     const Treatment treatment = decide(Call::Mremap);

@@ -44,17 +44,21 @@ LogCapture::~LogCapture() {
     SysLogFilter::setLevel(previousLevel_);
 }
 
-std::vector<LogCapture::Record> LogCapture::records() const {
+void PrintTo(const LogCapture::Record& record, std::ostream* out) {
+    *out << record.level << ' ' << record.channel << ": " << record.text;
+}
+
+std::vector<LogCapture::Record> LogCapture::records(std::uint32_t level) const {
     const std::lock_guard lock(collected().mutex);
-    return collected().records;
+    std::vector<Record> records = collected().records;
+    std::erase_if(records, [&](const Record& record) { return record.level < level; });
+    return records;
 }
 
 std::vector<std::string> LogCapture::texts(std::uint32_t level) const {
     std::vector<std::string> texts;
-    for (const Record& record : records()) {
-        if (record.level >= level) {
-            texts.push_back(record.text);
-        }
+    for (const Record& record : records(level)) {
+        texts.push_back(record.text);
     }
     return texts;
 }

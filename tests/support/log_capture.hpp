@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,8 @@ public:
         std::string text;
 
         friend bool operator==(const Record&, const Record&) = default;
+        /// Shows it in a failed test's message.
+        friend void PrintTo(const Record& record, std::ostream* out);
     };
 
     /// @param level  The log's level meanwhile. @param clobber  A code that the sink leaves as the
@@ -25,8 +28,8 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
     ~LogCapture();
 
-    [[nodiscard]] std::vector<Record> records() const;
-    /// Answers the texts of all records, or of those at least as severe as `level`.
+    /// Answer all records, or those at least as severe as `level`, and their texts.
+    [[nodiscard]] std::vector<Record> records(std::uint32_t level = 0) const;
     [[nodiscard]] std::vector<std::string> texts(std::uint32_t level = 0) const;
     [[nodiscard]] bool has(std::uint32_t level, std::string_view channel,
                            std::string_view text) const;

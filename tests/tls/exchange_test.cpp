@@ -140,9 +140,9 @@ TEST(TlsVersions, BothAreSpokenAndCarryAnyRecordSize) {
                 set.extra = extra;
                 set.record = record;
                 TlsServer server(set, okResponse(body));
-                const Seen seen = get(server);
-                EXPECT_EQ(seen.body == body, seen.ok) << version << static_cast<int>(extra);
-                EXPECT_TRUE(seen.ok) << version << static_cast<int>(extra);
+                SCOPED_TRACE(testing::Message() << version << " " << static_cast<int>(extra));
+                EXPECT_TRUE(get(server).body == body);
+                EXPECT_TRUE(server.connections(1).front().extra);
             }
         }
     }
@@ -184,35 +184,51 @@ TEST(TlsRequest, IsSentWholeWithItsBody) {
     EXPECT_TRUE(seen.body.ends_with("\r\n\r\n" + body));
 }
 
+std::string redirectTo(const Ref<String>& url) {
+    return "HTTP/1.1 302 x\r\nLocation: " + plain(url) + "\r\nContent-Length: 0\r\n\r\n";
+}
+
+/// The head of a request that has secrets in its fields.
+std::string secretHead(const std::string& path, const std::string& host) {
+    return "GET " + path +
+           " HTTP/1.0\r\nAuthorization: Basic c2VjcmV0\r\nCookie: id=1\r\nHost: " + host +
+           "\r\nUser-Agent: " + plain(Request::defaultUserAgent()) + "\r\n\r\n";
+}
+
 TEST(TlsRedirect, LeadsBetweenProtocolsBothWays) {
-    TlsServer* next = nullptr;
-    ScriptedServer plainEnd{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"}};
-    TlsServer back(options(), [&](const std::string&) {
-        return "HTTP/1.1 302 x\r\nLocation: " + plain(plainEnd.url("/end")) +
-               "\r\nContent-Length: 0\r\n\r\n";
-    });
-    next = &back;
-    ScriptedServer start{ReadHead{}, Send{"HTTP/1.1 302 x\r\nLocation: " + plain(next->url("/t")) +
-                                          "\r\nContent-Length: 0\r\n\r\n"}};
-    const Seen seen = look(requestFor(start)->perform(0));
+    ScriptedServer plainEnd{ReadHead{}, Send{okResponse("ok")}};
+    TlsServer middle(options(), redirectTo(plainEnd.url("/end")));
+    ScriptedServer start{ReadHead{}, Send{redirectTo(middle.url("/t"))}};
+    const Ref<Request> request = requestFor(start);
+    request->setHeaderField("Authorization", "Basic c2VjcmV0")->setHeaderField("Cookie", "id=1");
+    const Seen seen = look(request->perform(0));
     EXPECT_EQ(seen.body, "ok");
     EXPECT_EQ(seen.url, plain(plainEnd.url("/end")));
-    TlsServer refused(options(), "");
-    ScriptedServer toTls{ReadHead{}, Send{"HTTP/1.1 302 x\r\nLocation: " + plain(refused.url("/")) +
-                                          "\r\nContent-Length: 0\r\n\r\n"}};
-    const LogCapture log;
-    EXPECT_EQ(look(requestFor(toTls, {Flag::DisallowHttps})->perform(0)).error, ErrInvalidArgument);
-    EXPECT_TRUE(log.hasFailure("HTTPS is not allowed"));
+    EXPECT_EQ(middle.connections(1).front().request, secretHead("/t", "localhost"));
+    EXPECT_EQ(plainEnd.received(), secretHead("/end", "127.0.0.1"));
 }
 
 TEST(TlsRedirect, FromHttpsToHttpCanBeRefused) {
-    const ScriptedServer plainEnd;  // expects no connection
-    TlsServer start(options(), "HTTP/1.1 302 x\r\nLocation: " + plain(plainEnd.url("/")) +
-                                   "\r\nContent-Length: 0\r\n\r\n");
+    ScriptedServer end;  // expects no connection
+    TlsServer start(options(), redirectTo(end.url("/")));
     const Ref<Request> request = Request::create(Flag::DisallowHttp)->setUrl(start.url("/"));
     const LogCapture log(4);
     EXPECT_EQ(look(request->perform(0)).error, ErrInvalidArgument);
     EXPECT_EQ(log.texts(), std::vector<std::string>{"HTTP is not allowed"});
+    EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(start.port()));
+    EXPECT_TRUE(end.finished()) << end.report();
+}
+
+TEST(TlsRedirect, FromHttpToHttpsCanBeRefused) {
+    ScriptedServer end;  // expects no connection
+    const std::string location = "https://localhost:" + std::to_string(end.port()) + "/";
+    ScriptedServer start{ReadHead{}, Send{redirectTo(str(location))}};
+    const Ref<Request> request = requestFor(start, {Flag::DisallowHttps});
+    const LogCapture log(4);
+    EXPECT_EQ(look(request->perform(0)).error, ErrInvalidArgument);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"HTTPS is not allowed"});
+    EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(start.port()));
+    EXPECT_TRUE(end.finished()) << end.report();
 }
 
 TEST(TlsProbe, AsksForNoCertificate) {
