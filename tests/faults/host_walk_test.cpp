@@ -128,6 +128,7 @@ TEST_F(FaultWalkTest, ProbeOfAConnection) {
                   Result result;
                   result.ok = Request::canConnect(url("/"), 0);
                   result.error = result.ok ? 0 : Error::get();
+                  result.text = result.ok ? "" : ProbeStep;
                   return result;
               },
           .judge = judgeBy(hostPromises())});
