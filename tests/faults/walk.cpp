@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <future>
 #include <optional>
 #include <set>
@@ -211,12 +210,6 @@ void EveryKindIsWalked::TearDown() {
         const bool isOther = std::find(others_.begin(), others_.end(), kind) != others_.end();
         EXPECT_NE(walkedKinds().contains(kind), isOther) << kind->name;
     }
-}
-
-bool isThorough() {
-    const char* const depth =
-        std::getenv("NETHTTP_FAULTS");  // NOLINT(concurrency-mt-unsafe): read only
-    return depth != nullptr && std::strcmp(depth, "all") == 0;
 }
 
 std::string digest(const std::string& bytes) {

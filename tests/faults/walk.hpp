@@ -15,6 +15,7 @@
 namespace FaultWalk {
 
 using FaultPoints::Depth;
+using FaultPoints::isThorough;
 using FaultPoints::Kind;
 using FaultPoints::Point;
 using FaultPoints::Treatment;
@@ -69,10 +70,6 @@ private:
     std::vector<const Kind*> all_;
     std::vector<const Kind*> others_;
 };
-
-/// Tells whether every error is tried at every call: the environment variable `NETHTTP_FAULTS` is
-/// "all".
-bool isThorough();
 
 /// Answers a response as a result; a response beyond 1 KiB shows as its size and a sum.
 Result resultOf(const Libraries::Networks::HTTP::Client::Seen& seen);
