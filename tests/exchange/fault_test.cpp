@@ -161,6 +161,16 @@ TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
     EXPECT_TRUE(requestFor(server)->perform(0));  // the second one would have answered
 }
 
+TEST(Failures, OfANameWithoutAnAddressOfTheInternetAreThoseOfAnUnknownOne) {
+    const HostFaults::ForeignAddress name("local.test");
+    const LogCapture log(3);
+    const Ref<Request> request = Request::create()->setUrl("http://local.test:1/");
+    EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"Failed to resolve local.test; error: " +
+                                                    hexDec(ErrResolverBase + 2)});
+    EXPECT_FALSE(request->peerAddress());
+}
+
 TEST(Failures, OfANameThatIsNoHostNameComeBeforeAnyQuestion) {
     // Answered if it were asked for, and TLS would then match any sub-domain.
     const HostFaults::TwoAddresses name(".two.test", "127.0.0.1", "127.0.0.1");

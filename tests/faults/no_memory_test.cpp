@@ -41,11 +41,11 @@ bool isRefused() noexcept {
 // These take the place of the C library's for the whole process; blocks are its own all the same.
 extern "C" {
 
-// NOLINTBEGIN(readability-identifier-naming): the C library's own
+// NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier): the C library's own
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
-// NOLINTEND(readability-identifier-naming)
+// NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
 
 void* malloc(std::size_t size) noexcept {
     return isRefused() ? (errno = ENOMEM, nullptr) : __libc_malloc(size);
