@@ -3,6 +3,9 @@
 #include <thread>
 
 #include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include "tests/exchange/exchange.hpp"
 #include "tests/support/host_faults.hpp"
@@ -163,6 +166,16 @@ TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
     EXPECT_TRUE(requestFor(server)->perform(0));  // the second one would have answered
 }
 
+TEST(Failures, OfANameWithoutAnAddressOfTheInternetAreThoseOfAnUnknownOne) {
+    const HostFaults::ForeignAddress name("local.test");
+    const LogCapture log(3);
+    const Ref<Request> request = Request::create()->setUrl("http://local.test:1/");
+    EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"Failed to resolve local.test; error: " +
+                                                    hexDec(ErrResolverBase + 2)});
+    EXPECT_FALSE(request->peerAddress());
+}
+
 TEST(Failures, OfANameThatIsNoHostNameComeBeforeAnyQuestion) {
     const std::string names[] = {
         "",
@@ -187,6 +200,38 @@ TEST(Failures, OfANameThatIsNoHostNameComeBeforeAnyQuestion) {
                                                         "; error: " + hexDec(ErrResolverBase + 2)});
         EXPECT_EQ(question.hits(), 0U);
     }
+}
+
+/// Answers SO_KEEPALIVE, seconds to the first probe, seconds between two, and how many.
+std::vector<int> probesTo(std::uint16_t port) {
+    const std::pair<int, int> options[] = {{SOL_SOCKET, SO_KEEPALIVE},
+                                           {IPPROTO_TCP, TCP_KEEPIDLE},
+                                           {IPPROTO_TCP, TCP_KEEPINTVL},
+                                           {IPPROTO_TCP, TCP_KEEPCNT}};
+    std::vector<int> values;
+    for (const auto& [level, option] : options) {
+        int value = -1;
+        socklen_t size = sizeof(value);
+        EXPECT_EQ(getsockopt(descriptorTo(port), level, option, &value, &size), 0);
+        values.push_back(value);
+    }
+    return values;
+}
+
+TEST(Probes, StartWhenAPeerIsSilent) {
+    using Services::Network::Client::Socket;
+    const LoopbackListener listener;
+    const Ref<Socket> socket =
+        Socket::create(Services::Network::Definitions::AddressFamily::IPv4, SOCK_STREAM, 0);
+    ASSERT_TRUE(socket->connect(listener.endpoint(), NoTimeout));
+    EXPECT_EQ(probesTo(listener.port())[0], 0);
+    const OwnedDescriptor peer = listener.accept();
+    ASSERT_EQ(send(peer.number(), "x", 1, 0), 1);
+    const Fault silent(Call::Recv, {.error = EAGAIN, .count = 1});
+    char byte = 0;
+    EXPECT_EQ(socket->receive(TransferBuffer::plain(&byte), 1, 0), 1);
+    EXPECT_EQ(silent.hits(), 1U);
+    EXPECT_EQ(probesTo(listener.port()), std::vector<int>({1, 30, 15, 4}));
 }
 
 TEST(FileBody, ThatCannotBeMeasuredAgainIsSentAllTheSame) {

@@ -1,11 +1,19 @@
-// Every call to the host of a plain exchange goes wrong in every way, one after another.
+// Every call to the host of a plain exchange, of the log and of the kernel's command line goes wrong
+// in every way, one after another.
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <sstream>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/runtime/system.hpp"
+
 #include "tests/faults/promises.hpp"
 #include "tests/faults/walk.hpp"
+#include "tests/support/heap_faults.hpp"
 #include "tests/support/host_faults.hpp"
 
 namespace FaultWalk {
@@ -13,6 +21,7 @@ namespace {
 
 using HostFaults::Call;
 using HostFaults::Fault;
+using HostFaults::kindOf;
 using Libraries::Networks::HTTP::Client::look;
 using Libraries::Networks::HTTP::Client::Request;
 
@@ -37,8 +46,8 @@ std::string handle(const std::string& request) {
     if (path == "/b") {
         return redirect("/c");
     }
-    if (path == "/w") {  // a warning for the log
-        return "HTTP/1.1 200 OK\r\nno field\r\nContent-Length: 2\r\n\r\nok";
+    if (path == "/w") {  // two warnings for the log
+        return "HTTP/1.1 200 OK\r\nno field\r\nnor this\r\nContent-Length: 2\r\n\r\nok";
     }
     if (path == "/l") {
         return answer(LargeBody);
@@ -128,6 +137,7 @@ TEST_F(FaultWalkTest, ProbeOfAConnection) {
                   Result result;
                   result.ok = Request::canConnect(url("/"), 0);
                   result.error = result.ok ? 0 : Error::get();
+                  result.text = result.ok ? "" : ProbeStep;
                   return result;
               },
           .judge = judgeBy(hostPromises())});
@@ -158,7 +168,7 @@ TEST_F(FaultWalkTest, LowDescriptors) {
     const OwnedDescriptor kept(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100));
     close(STDIN_FILENO);
     Promises promises = hostPromises();
-    promises.push_back({&HostFaults::kindOf(Call::Fcntl),
+    promises.push_back({&kindOf(Call::Fcntl),
                         {"Failed to create socket; error: "},
                         {"Failed to create ShMem for transfer"},
                         true});
@@ -167,6 +177,115 @@ TEST_F(FaultWalkTest, LowDescriptors) {
           .judge = judgeBy(promises)});
     dup2(kept.number(), STDIN_FILENO);
 }
+
+/// Puts a file in the place of standard error.
+class ErrorsInAFile {
+public:
+    ErrorsInAFile() : kept_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 100)) {
+        const OwnedDescriptor opened(open(file_.path().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+        dup2(opened.number(), STDERR_FILENO);
+    }
+    ErrorsInAFile(const ErrorsInAFile&) = delete;
+    ErrorsInAFile& operator=(const ErrorsInAFile&) = delete;
+    ~ErrorsInAFile() { dup2(kept_.number(), STDERR_FILENO); }
+
+    /// Takes the lines out, without their times.
+    [[nodiscard]] std::string takeLines() const {
+        constexpr std::size_t timeLength = 28;
+        std::istringstream content(file_.content());
+        std::string all;
+        for (std::string line; std::getline(content, line);) {
+            all += "\n" + line.substr(std::min(line.size(), timeLength));
+        }
+        EXPECT_EQ(truncate(file_.path().c_str(), 0), 0);
+        return all;
+    }
+
+private:
+    TemporaryFile file_{""};
+    OwnedDescriptor kept_;
+};
+
+/// Answers what is wrong with an exchange whose log lost something: the answer must be the same, and
+/// of the lines one alone may be cut or missing, unless the fault lasts.
+std::string judgeLog(const Point& point, const Result& seen, const Result& good) {
+    const Treatment& treatment = point.treatment();
+    const bool loses = treatment.fails() || treatment.way == Way::Ends ||
+                       (treatment.way == Way::WouldBlock && point.kind() == &kindOf(Call::Write));
+    if (seen.ok && seen.text == good.text) {
+        return good.text.find("no field") == std::string::npos ? "no line in the log; " : "";
+    }
+    std::istringstream lines(seen.text);
+    std::string line;
+    unsigned whole = 0;
+    while (std::getline(lines, line)) {
+        if (good.text.find("\n" + line) == std::string::npos && !good.text.starts_with(line)) {
+            return "a line that is none: " + line + "; ";
+        }
+        whole += ("\n" + good.text + "\n").find("\n" + line + "\n") != std::string::npos ? 1 : 0;
+    }
+    const auto expected = std::count(good.text.begin(), good.text.end(), '\n');
+    const bool enough = whole >= expected || treatment.way == Way::FailsFromNow;
+    return std::string(seen.ok && loses ? "" : "not what it is without the fault; ") +
+           (enough ? "" : "more than one line is lost; ");
+}
+
+TEST_F(FaultWalkTest, LogOnStandardError) {
+    (void)server();  // its threads are no part of this
+    const ErrorsInAFile errors;
+    const std::uint32_t level = SysLogFilter::level();
+    SysLogFilter::setLevel(3);
+    for (const Call call : {Call::Write, Call::Poll, Call::Sigtimedwait}) {
+        walk({.name = "a log on standard error",
+              .run =
+                  [&] {
+                      std::optional<HostFaults::Pieces> part;
+                      std::optional<Fault> full;
+                      if (call == Call::Poll) {  // no room for the rest of the first line
+                          part.emplace(Call::Write, std::vector<std::size_t>{40});
+                          full.emplace(Call::Write,
+                                       Fault::Options{.error = EAGAIN, .skip = 1, .count = 1});
+                      }
+                      return get("/w");
+                  },
+              .judge = judgeLog,
+              .leftBehind = [&] { return errors.takeLines(); },
+              .only = &kindOf(call),
+              .capturesLog = false});
+    }
+    SysLogFilter::setLevel(level);
+}
+
+TEST_F(FaultWalkTest, KernelCommandLine) {
+    ASSERT_EQ(unsetenv("VORNIK_BOOT"), 0);  // NOLINT(concurrency-mt-unsafe): no other thread reads
+    walk({.name = "the kernel's command line",
+          .run =
+              [] {
+                  Result result;
+                  result.ok = true;
+                  result.text = plain(Sys::bootParameter());
+                  return result;
+              },
+          .judge = [](const Point& point, const Result& seen, const Result& good) -> std::string {
+              const Way way = point.treatment().way;
+              const bool mayLack =
+                  point.treatment().fails() || way == Way::Ends || way == Way::WouldBlock;
+              const bool same = !good.text.empty() && seen.text == good.text;
+              return same || (mayLack && seen.text.empty()) ? "" : "another text; ";
+          }});
+}
+
+std::vector<const Kind*> allKinds() {
+    std::vector<const Kind*> all = {&HeapFaults::TryAlloc};
+    for (std::size_t i = 0; i < HostFaults::CallCount; ++i) {
+        all.push_back(&kindOf(static_cast<Call>(i)));
+    }
+    return all;
+}
+
+// No exchange pauses for so long that it sleeps; unit tests interrupt a sleep.
+[[maybe_unused]] const testing::Environment* const wholeness = testing::AddGlobalTestEnvironment(
+    new EveryKindIsWalked(allKinds(), {&kindOf(Call::Nanosleep)}));
 
 }  // namespace
 }  // namespace FaultWalk

@@ -95,11 +95,11 @@ std::string judgeAnswer(const Result& seen, const Result& good, const Promise& p
            unexpected(seen.texts(4), good.texts(4), promise.isOfADump ? promise.failures : none, 0);
 }
 
+/// An exchange fails with its own code whatever the host said; a probe passes the host's code on.
 std::string judgeFailure(const Point& point, const Result& seen, const Promise& promise) {
-    const std::uint32_t promised = promise.code != 0 ? promise.code : codeOf(point);
-    const std::uint32_t code = promised == AnyCode ? 0 : promised;
+    const std::uint32_t code = promise.code != 0 ? promise.code : codeOf(point);
     std::string fault;
-    if (seen.error != ErrTransfer && seen.error != code) {
+    if (seen.error != (seen.text == ProbeStep ? code : ErrTransfer)) {
         fault += "another code than promised; ";
     }
     if (promise.failures.empty()) {
@@ -108,7 +108,7 @@ std::string judgeFailure(const Point& point, const Result& seen, const Promise& 
     if (seen.texts(4).empty()) {
         fault += "a failure without a record; ";
     }
-    return fault + unexpected(seen.texts(4), {}, promise.failures, code);
+    return fault + unexpected(seen.texts(4), {}, promise.failures, code == AnyCode ? 0 : code);
 }
 
 }  // namespace

@@ -43,5 +43,7 @@ std::function<std::string(const Point&, const Result&, const Result&)> judgeRefu
 
 /// The step of a scenario that opens a file.
 inline constexpr const char* OpenStep = "open";
+/// The step that asks whether a server can be reached.
+inline constexpr const char* ProbeStep = "probe";
 
 }  // namespace FaultWalk

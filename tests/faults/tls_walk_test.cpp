@@ -146,5 +146,18 @@ TEST_F(TlsFaultWalk, NoFaultLetsAWrongNamePass) {
           .except = &SslAllocation});
 }
 
+std::vector<const Kind*> allSslKinds() {
+    std::vector<const Kind*> all;
+    for (unsigned i = 0; i < SslCallCount; ++i) {
+        all.push_back(&kindOf(static_cast<SslCall>(i)));
+    }
+    return all;
+}
+
+// What a process makes once has unit tests.
+[[maybe_unused]] const testing::Environment* const wholeness = testing::AddGlobalTestEnvironment(
+    new EveryKindIsWalked(allSslKinds(), {&kindOf(SslCall::NewIndex), &kindOf(SslCall::MethodNew),
+                                          &kindOf(SslCall::ExIndex)}));
+
 }  // namespace
 }  // namespace FaultWalk

@@ -1,10 +1,12 @@
 #include "tests/faults/walk.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <future>
+#include <optional>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -49,6 +51,12 @@ std::string describe(const Scenario& scenario, unsigned number, const Point& poi
     return text.str();
 }
 
+/// The kinds that went wrong in this program so far.
+std::set<const Kind*>& walkedKinds() {
+    static std::set<const Kind*> kinds;
+    return kinds;
+}
+
 class Walk {
 public:
     explicit Walk(const Scenario& scenario) : scenario_(scenario), counters_(scenario.counters) {
@@ -77,7 +85,10 @@ private:
 
 /// Runs the scenario on a new thread, which has kept nothing from before.
 Result Walk::run(Point& point, unsigned number) {
-    const LogCapture log(scenario_.level);
+    std::optional<LogCapture> log;
+    if (scenario_.capturesLog) {
+        log.emplace(scenario_.level);
+    }
     std::packaged_task<Result()> task([&] {
         point.begin();
         return scenario_.run();
@@ -91,7 +102,7 @@ Result Walk::run(Point& point, unsigned number) {
     }
     client.join();
     Result result = future.get();
-    result.records = log.records();
+    result.records = log ? log->records() : std::vector<LogCapture::Record>();
     if (result.ok && scenario_.leftBehind) {
         result.text += "; " + scenario_.leftBehind();
     }
@@ -130,6 +141,7 @@ bool Walk::visit(unsigned number, unsigned& variants, unsigned variant) {
     if (point.kind() == nullptr) {
         return false;
     }
+    walkedKinds().insert(point.kind());
     ++points_;
     answers_ += seen.ok ? 1 : 0;
     const std::string fault = scenario_.judge(point, seen, good_) + leaks();
@@ -189,10 +201,15 @@ void walk(const Scenario& scenario) {
     Walk(scenario).go();
 }
 
-bool isThorough() {
-    const char* const depth =
-        std::getenv("NETHTTP_FAULTS");  // NOLINT(concurrency-mt-unsafe): read only
-    return depth != nullptr && std::strcmp(depth, "all") == 0;
+void EveryKindIsWalked::TearDown() {
+    const testing::UnitTest& program = *testing::UnitTest::GetInstance();
+    if (program.test_to_run_count() != program.total_test_count()) {
+        return;
+    }
+    for (const Kind* const kind : all_) {
+        const bool isOther = std::find(others_.begin(), others_.end(), kind) != others_.end();
+        EXPECT_NE(walkedKinds().contains(kind), isOther) << kind->name;
+    }
 }
 
 std::string digest(const std::string& bytes) {

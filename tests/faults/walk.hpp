@@ -15,6 +15,7 @@
 namespace FaultWalk {
 
 using FaultPoints::Depth;
+using FaultPoints::isThorough;
 using FaultPoints::Kind;
 using FaultPoints::Point;
 using FaultPoints::Treatment;
@@ -51,14 +52,24 @@ struct Scenario {
     const Kind* except = nullptr;
     unsigned stride = 1;      ///< How many calls a step goes on, where not all are tried.
     std::uint32_t level = 1;  ///< Of the log.
+    bool capturesLog = true;  ///< Whether records are collected, instead of written.
 };
 
 /// Walks a scenario, and prints how many points there were. A run that hangs ends the program.
 void walk(const Scenario& scenario);
 
-/// Tells whether every error is tried at every call: the environment variable `NETHTTP_FAULTS` is
-/// "all".
-bool isThorough();
+/// Holds a whole program to its claim: each kind of call went wrong in one of its walks.
+class EveryKindIsWalked final : public testing::Environment {
+public:
+    /// @param others  Those that no walk can reach.
+    EveryKindIsWalked(std::vector<const Kind*> all, std::vector<const Kind*> others)
+        : all_(std::move(all)), others_(std::move(others)) {}
+    void TearDown() override;
+
+private:
+    std::vector<const Kind*> all_;
+    std::vector<const Kind*> others_;
+};
 
 /// Answers a response as a result; a response beyond 1 KiB shows as its size and a sum.
 Result resultOf(const Libraries::Networks::HTTP::Client::Seen& seen);

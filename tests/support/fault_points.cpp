@@ -1,6 +1,8 @@
 #include "tests/support/fault_points.hpp"
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace FaultPoints {
@@ -68,6 +70,12 @@ Treatment Point::choose(const Kind& kind) const noexcept {
 
 Treatment next(const Kind& kind) noexcept {
     return current != nullptr ? current->visit(kind) : Treatment{};
+}
+
+bool isThorough() {
+    const char* const depth =
+        std::getenv("NETHTTP_FAULTS");  // NOLINT(concurrency-mt-unsafe): read only
+    return depth != nullptr && std::strcmp(depth, "all") == 0;
 }
 
 bool isCounting() noexcept {

@@ -88,6 +88,10 @@ private:
 /// Answers what becomes of this call, and counts it.
 Treatment next(const Kind& kind) noexcept;
 
+/// Tells whether everything is tried at every call: the environment variable `NETHTTP_FAULTS` is
+/// "all".
+bool isThorough();
+
 /// Tells whether this thread counts its calls.
 bool isCounting() noexcept;
 

@@ -115,6 +115,18 @@ ScopedLimits::~ScopedLimits() {
     Services::Network::Limits::setIdle(idle_);
 }
 
+int descriptorTo(std::uint16_t port) {
+    for (int number = 0; number < 1024; ++number) {
+        sockaddr_in peer = {};
+        socklen_t length = sizeof(peer);
+        if (getpeername(number, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+            peer.sin_family == AF_INET && ntohs(peer.sin_port) == port) {
+            return number;
+        }
+    }
+    return -1;
+}
+
 std::size_t openDescriptors() {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));

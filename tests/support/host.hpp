@@ -107,6 +107,9 @@ private:
     std::uint64_t idle_;
 };
 
+/// Answers this process's end of a connection to a port of 127.0.0.1; -1: there is none.
+int descriptorTo(std::uint16_t port);
+
 /// Answers how many descriptors this process has open.
 std::size_t openDescriptors();
 

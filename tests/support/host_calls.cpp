@@ -256,11 +256,18 @@ int getaddrinfo(const char* node, const char* service, const addrinfo* hints, ad
         return treatment.error;
     }
     auto* const resolve = next(getaddrinfo, "getaddrinfo");
-    const HostFaults::Name& name = HostFaults::nameWithTwoAddresses();
+    const HostFaults::Name& name = HostFaults::knownName();
     if (name.text == nullptr || node == nullptr || std::strcmp(node, name.text) != 0) {
         return resolve(node, service, hints, result);
     }
     const int code = resolve(name.first, service, hints, result);
+    if (name.second == nullptr) {
+        for (addrinfo* entry = code == 0 ? *result : nullptr; entry != nullptr;
+             entry = entry->ai_next) {
+            entry->ai_addr->sa_family = AF_UNIX;
+        }
+        return code;
+    }
     return code != 0 ? code : resolve(name.second, service, hints, &(*result)->ai_next);
 }
 }

@@ -22,13 +22,14 @@ int failure(const Treatment& treatment) noexcept;
 /// Answers the size that a transfer may have.
 std::size_t allowed(Call call, const Treatment& treatment, std::size_t size) noexcept;
 
-/// A name with two addresses; without a text there is none.
+/// A name with two addresses, or, without the second, with one of a foreign family; without a text
+/// there is none.
 struct Name {
     const char* text = nullptr;
     const char* first = nullptr;
     const char* second = nullptr;
 };
-const Name& nameWithTwoAddresses() noexcept;
+const Name& knownName() noexcept;
 
 /// Adds to the bytes that this process has mapped, or takes away.
 void countMapped(std::ptrdiff_t bytes) noexcept;

@@ -72,7 +72,7 @@ struct State {
 // Plain data without construction, so that a call in the loader may look at it.
 thread_local constinit std::array<State, CallCount> states{};
 
-thread_local constinit Name twoAddresses{};
+thread_local constinit Name known{};
 
 constinit std::atomic<std::ptrdiff_t> mapped{0};
 
@@ -139,8 +139,8 @@ std::size_t allowed(Call call, const Treatment& treatment, std::size_t size) noe
     return std::min(size, (*state.sizes)[state.nextSize++]);
 }
 
-const Name& nameWithTwoAddresses() noexcept {
-    return twoAddresses;
+const Name& knownName() noexcept {
+    return known;
 }
 
 void countMapped(std::ptrdiff_t bytes) noexcept {
@@ -176,12 +176,20 @@ Pieces::~Pieces() {
     delete std::exchange(stateOf(call_).sizes, nullptr);
 }
 
+ForeignAddress::ForeignAddress(const char* name) {
+    known = {name, "127.0.0.1", nullptr};
+}
+
+ForeignAddress::~ForeignAddress() {
+    known = {};
+}
+
 TwoAddresses::TwoAddresses(const char* name, const char* first, const char* second) {
-    twoAddresses = {name, first, second};
+    known = {name, first, second};
 }
 
 TwoAddresses::~TwoAddresses() {
-    twoAddresses = {};
+    known = {};
 }
 
 unsigned calls(Call call) {

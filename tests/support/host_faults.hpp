@@ -85,6 +85,15 @@ public:
     ~TwoAddresses();
 };
 
+/// Gives a host name an address that is none of the Internet's, in the same way.
+class ForeignAddress {
+public:
+    explicit ForeignAddress(const char* name);
+    ForeignAddress(const ForeignAddress&) = delete;
+    ForeignAddress& operator=(const ForeignAddress&) = delete;
+    ~ForeignAddress();
+};
+
 /// Answers how often this thread has made a call, failed ones included.
 unsigned calls(Call call);
 

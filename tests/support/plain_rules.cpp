@@ -114,6 +114,50 @@ int valueOf(char32_t digit) {
     return -1;
 }
 
+/// How UTF-8 writes the values from one on: by so many octets, the first of which begins here.
+struct Form {
+    std::size_t octets;
+    unsigned lead;
+    std::uint64_t least;
+};
+constexpr Form Forms[] = {{7, 0xFE, 0x80000000}, {6, 0xFC, 0x4000000}, {5, 0xF8, 0x200000},
+                          {4, 0xF0, 0x10000},    {3, 0xE0, 0x800},     {2, 0xC0, 0x80}};
+
+unsigned octetAt(const std::string& text, std::size_t index) {
+    return static_cast<unsigned char>(text[index]);
+}
+
+/// Answers what octets say, of which all but the first go on.
+std::uint64_t valueOfSequence(const std::string& text, std::size_t at, std::size_t octets) {
+    std::uint64_t value = octetAt(text, at);
+    for (const Form& form : Forms) {
+        value -= form.octets == octets ? form.lead : 0;
+    }
+    for (std::size_t i = 1; i < octets; ++i) {
+        value = value * 64 + octetAt(text, at + i) - 0x80;
+    }
+    return value;
+}
+
+/// Answers how many octets the sequence at an index has, 0 if there is none.
+std::size_t sequenceAt(const std::string& text, std::size_t at) {
+    if (octetAt(text, at) < 0x80) {
+        return 1;
+    }
+    for (const Form& form : Forms) {
+        if (octetAt(text, at) < form.lead || octetAt(text, at) == 0xFF) {
+            continue;
+        }
+        bool sound = at + form.octets <= text.size();
+        for (std::size_t i = at + 1; sound && i < at + form.octets; ++i) {
+            sound = octetAt(text, i) >= 0x80 && octetAt(text, i) <= 0xBF;
+        }
+        const std::uint64_t value = sound ? valueOfSequence(text, at, form.octets) : 0;
+        return value >= form.least && value <= 0xFFFFFFFF ? form.octets : 0;
+    }
+    return 0;
+}
+
 /// The bytes of escapes that follow each other.
 using Bytes = std::vector<unsigned>;
 
@@ -305,11 +349,16 @@ std::u32string decodeByLibrary(const std::string& text) {
 }
 
 std::u32string charactersOf(const std::string& text) {
-    std::size_t count = 0;
-    char32_t* const characters = String::create(text)->copyCodePoints(&count);
-    std::u32string copy(characters, count);
-    Heap::free(characters, Heap::Array);
-    return copy;
+    std::u32string characters;
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t taken = sequenceAt(text, i);
+        if (taken == 0) {  // which stands for itself
+            taken = 1;
+        }
+        characters += static_cast<char32_t>(valueOfSequence(text, i, taken));
+        i += taken;
+    }
+    return characters;
 }
 
 std::string Texts::next(std::size_t most) {

@@ -61,7 +61,8 @@ std::optional<std::u32string> decode(const std::u32string& text);
 /// What the library answers to the same question. @param text  Its octets.
 std::u32string decodeByLibrary(const std::string& text);
 
-/// Answers the characters of a text as the library takes them.
+/// Answers the characters of a text in UTF-8, which may have seven octets; what is none stands for
+/// itself, octet by octet.
 std::u32string charactersOf(const std::string& text);
 
 /// Makes texts of the pieces from which URLs are made, always the same ones in the same order.

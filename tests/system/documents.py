@@ -23,6 +23,8 @@ PROPERTY = re.compile(r"^\d+\. .*?(?=^\d+\. |^$)", re.MULTILINE | re.DOTALL)
 # A row of a table below its head.
 ROW = re.compile(r"^\|(?! what |-).*\|$", re.MULTILINE)
 TEST_NAME = re.compile(r"`([A-Z]\w*)\.([A-Z]\w*|test_\w+)(?:/(\w+))?`")
+# A test of tests/system: its name as ctest has it.
+SYSTEM_TEST = re.compile(r"`([a-z]\w*)`")
 
 # A group of packages in scripts/bootstrap.
 GROUP = re.compile(r'^    \[\w+\]="([^"]+)"$', re.MULTILINE)
@@ -65,8 +67,12 @@ def defines(source, suite, name, row):
 def held_faults(name, held_by, sources):
     """Checks that there is a text that names tests, and that these are there."""
     tests = TEST_NAME.findall(held_by)
-    if not tests:
+    system_tests = SYSTEM_TEST.findall(held_by)
+    if not tests and not system_tests:
         yield f"{name} names no test"
+    for test in system_tests:
+        if not any(f"system_test({test} " in source for source in sources):
+            yield f"{name}: there is no test {test}"
     for suite, test, row in tests:
         if not any(defines(source, suite, test, row or None) for source in sources):
             yield f"{name}: there is no test {suite}.{test}" + (f", or not one row {row}" if row else "")
@@ -121,7 +127,7 @@ def self_check(root):
     for page in ("| nothing |", "| `Failed to a …` | `Failed to b` |"):
         if not list(record_faults(page, sources)):
             sys.exit("the check itself is broken: " + page)
-    tests = ['TEST_P(A, B) {\n{"Row", 1}', "class A(B):\n    def test_c(self):\n"]
+    tests = ['TEST_P(A, B) {\n{"Row", 1}', "class A(B):\n    def test_c(self):\n", "system_test(d e)"]
     if list(property_faults("1. a\n   Held by `A.B`, `A.B/Row`.\n\nend", tests)):
         sys.exit("the check of properties is broken")
     for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
@@ -131,10 +137,10 @@ def self_check(root):
     if not list(property_faults("1. Held by `A.B/Row`.\n", twice)):
         sys.exit("the check of properties is broken: a row in two tables")
     head = "| what | test |\n|---|---|\n"
-    if list(row_faults(head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n", tests)):
+    if list(row_faults(head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n| a | `d` |", tests)):
         sys.exit("the check of rows is broken")
     for page in ("none", head, head + "| a | b |", head + "| `A.B` | |", head + "| a | `A.C` |",
-                 head + "| a | `A.test_d` |"):
+                 head + "| a | `A.test_d` |", head + "| a | `e` |"):
         if not list(row_faults(page, tests)):
             sys.exit("the check of rows is broken: " + page)
     groups = '    [build]="g++ cmake"\n    [lint]="cmake doxygen"\n'
@@ -159,8 +165,9 @@ def main():
     # Folder "text" holds the texts of the protocol; the other layers' texts go to the log.
     sources = "".join(path.read_text() for path in (root / "library").rglob("*.cpp")
                       if path.parent.name != "text")
-    tests = [path.read_text() for path in sorted([*(root / "tests").rglob("*.cpp"),
-                                                  *(root / "tests/system").glob("*.py")])]
+    system = root / "tests/system"
+    tests = [path.read_text() for path in sorted([*(root / "tests").rglob("*.cpp"), *system.glob("*.py"),
+                                                  system / "CMakeLists.txt"])]
     faults = [*missing_files(root), *record_faults((root / "docs/errors.md").read_text(), sources),
               *property_faults((root / "SECURITY.md").read_text(), tests),
               *row_faults((root / "docs/hostile.md").read_text(), tests),

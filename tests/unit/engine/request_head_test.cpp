@@ -22,6 +22,7 @@ TEST(RequestHead, TargetsAreEncodedBySegment) {
         {"no-slash?a b", "no-slash?a%20b"},
         {"/%41+", "/%2541%2b"},
         {"/a#b&c=d", "/a#b&c=d"},
+        {"/a\r\nb", "/a%0d%0ab"},
     };
     for (const auto& [path, target] : cases) {
         Ref<String> rewritten = str(path);

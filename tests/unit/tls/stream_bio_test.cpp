@@ -300,6 +300,22 @@ TEST_P(Gets, AnswersLineByLine) {
 INSTANTIATE_TEST_SUITE_P(Table, Gets, testing::ValuesIn(lineCases()),
                          [](const auto& row) { return row.param.name; });
 
+TEST(StreamBio, GetsWithoutAPlaceForItsBufferFailsAndLosesNothing) {
+    const auto body = ScriptedBody::create({.bytes = "ab\ncd"});
+    const BioPtr bio = createBioOver(*body);
+    char line[80] = "#";
+    {
+        const SslFault fault(SslCall::BioExData);
+        EXPECT_EQ(BIO_gets(bio.get(), line, 80), 0);
+    }
+    EXPECT_STREQ(line, "");
+    EXPECT_TRUE(body->asked.empty());
+    for (const char* const expected : {"ab\n", "cd"}) {
+        EXPECT_GT(BIO_gets(bio.get(), line, 80), 0);
+        EXPECT_STREQ(line, expected);
+    }
+}
+
 TEST(StreamBio, PutsWritesATextToItsEnd) {
     const auto object = Ref<FakeStream>::make();
     const BioPtr bio = createBioOver(*object);
@@ -427,6 +443,23 @@ TEST_P(FailedCreation, IsFinal) {
 
 INSTANTIATE_TEST_SUITE_P(Table, FailedCreation, testing::ValuesIn(creations),
                          [](const auto& row) { return row.param.name; });
+
+/// The numbers of methods run out when an application has made many.
+[[noreturn]] void createWithoutANumber() {
+    const auto object = Ref<FakeSocket>::make();
+    const LogCapture log;
+    const SslFault fault(SslCall::NewIndex);
+    const BioPtr bio = createStreamBio(object);
+    EXPECT_EQ(BIO_method_type(bio.get()), -1);
+    EXPECT_EQ(BIO_write(bio.get(), "hello", 5), 5);
+    EXPECT_TRUE(log.records().empty());
+    std::exit(testing::Test::HasFailure() ? 1 : 0);  // NOLINT(concurrency-mt-unsafe): no threads
+}
+
+TEST(StreamBioDeathTest, WithoutANumberOfItsOwnWorksAllTheSame) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(createWithoutANumber(), testing::ExitedWithCode(0), "");
+}
 
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Utils

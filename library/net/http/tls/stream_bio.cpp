@@ -59,6 +59,11 @@ LineBuffer* makeLineBuffer() {
     return buffer;
 }
 
+void destroy(LineBuffer* buffer) {
+    Heap::free(buffer->data, Heap::Array);
+    Heap::free(buffer, Heap::Object);
+}
+
 LineBuffer* lineBufferOf(BIO* bio) {
     return static_cast<LineBuffer*>(BIO_get_ex_data(bio, bufferIndex));
 }
@@ -164,7 +169,12 @@ int bioGets(BIO* bio, char* buffer, int size) {
     LineBuffer* ahead = lineBufferOf(bio);
     if (ahead == nullptr) {
         ahead = makeLineBuffer();
-        BIO_set_ex_data(bio, bufferIndex, ahead);
+        // Nothing has been read yet, so that nothing is lost.
+        if (BIO_set_ex_data(bio, bufferIndex, ahead) != 1) {
+            destroy(ahead);
+            *buffer = '\0';
+            return 0;
+        }
     }
     char* target = buffer;
     auto room = static_cast<std::uint64_t>(size) - 1;
@@ -271,8 +281,7 @@ int duplicateBuffer(CRYPTO_EX_DATA*, const CRYPTO_EX_DATA*, void** slot, int, lo
 
 void freeBuffer(void*, void* slot, CRYPTO_EX_DATA*, int, long, void*) {
     if (auto* const buffer = static_cast<LineBuffer*>(slot)) {
-        Heap::free(buffer->data, Heap::Array);
-        Heap::free(buffer, Heap::Object);
+        destroy(buffer);
     }
 }
 
