@@ -60,6 +60,7 @@ inline Seen look(const Ref<Response>& response) {
 /// What the engine logs when it warns of something and goes on.
 inline std::vector<LogCapture::Record> warnings(const std::vector<std::string>& texts) {
     std::vector<LogCapture::Record> records;
+    records.reserve(texts.size());
     for (const std::string& text : texts) {
         records.push_back({3, "HTTP Client", text});
     }
