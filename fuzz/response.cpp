@@ -147,7 +147,7 @@ void requireSoundness(const Scenario& scenario, const Result& result) {
         const std::size_t end = head.find("\r\n\r\n");
         fuzz::require(end != head.npos, "a whole head is sent");
         fuzz::require(head.starts_with("GET /"), "a head begins with the method and a path");
-        const std::string_view body = std::string_view(head).substr(end + 4);
+        const std::string body = head.substr(end + 4);
         fuzz::require(body == (scenario.upload ? UploadBody : "") ||
                           (result.code == ErrCancelled && UploadBody.starts_with(body)),
                       "each hop sends the whole body");
