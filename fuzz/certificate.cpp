@@ -65,13 +65,42 @@ void requireSoundNames(X509* certificate) {
         fuzz::require(!text || !hasControl(text->view()), "a name is one line");
         fuzz::require(!text || text->length() != 0, "a name without text is null");
     }
+}
+
+/// Answers the text of a DNS entry, whose octets are characters, up to a NUL.
+std::string textOf(const ASN1_STRING* entry) {
+    std::string text;
+    const unsigned char* const octets = ASN1_STRING_get0_data(entry);
+    for (int i = 0; i < ASN1_STRING_length(entry) && octets[i] != 0; ++i) {
+        if (octets[i] < 0x80) {
+            text += static_cast<char>(octets[i]);
+        } else {
+            text += static_cast<char>(0xC0U | octets[i] >> 6U);
+            text += static_cast<char>(0x80U | (octets[i] & 0x3FU));
+        }
+    }
+    return text;
+}
+
+void requireSameAltNames(X509* certificate) {
+    const std::unique_ptr<GENERAL_NAMES, OpenSslDelete<GENERAL_NAMES_free>> entries(
+        static_cast<GENERAL_NAMES*>(
+            X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+    std::vector<std::string> expected;
+    for (int i = 0; i < sk_GENERAL_NAME_num(entries.get()); ++i) {
+        const GENERAL_NAME* const entry = sk_GENERAL_NAME_value(entries.get(), i);
+        if (entry->type == GEN_DNS) {
+            expected.push_back(textOf(entry->d.dNSName));
+        }
+    }
     const Ref<TVector<Ref<String>>> names = subjectAltNames(certificate);
-    if (!names) {
-        return;
+    fuzz::require(static_cast<bool>(names) == (sk_GENERAL_NAME_num(entries.get()) > 0),
+                  "there are alternative names");
+    std::vector<std::string> seen;
+    for (std::size_t i = 0; names && i < names->size(); ++i) {
+        seen.emplace_back((*names)[i]->view());
     }
-    for (const Ref<String>& name : *names) {
-        fuzz::require(name->view().find('\0') == std::string_view::npos, "a name is cut at a NUL");
-    }
+    fuzz::require(seen == expected, "the names are those of DNS, cut at a NUL");
 }
 
 }  // namespace
@@ -94,6 +123,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(ERR_peek_error() == 0, "the dump leaves nothing in the queue");
     if (certificate) {
         requireSoundNames(certificate.get());
+        requireSameAltNames(certificate.get());
     }
     ERR_clear_error();
     return 0;

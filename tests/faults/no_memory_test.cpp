@@ -8,6 +8,7 @@
 #include <cstring>
 #include <regex>
 
+#include <dlfcn.h>
 #include <netdb.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -45,6 +46,14 @@ extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
+
+/// What pthread_atfork calls: it fails for want of memory alone.
+int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(),
+                      void* library) noexcept {
+    auto* const next =
+        reinterpret_cast<decltype(&__register_atfork)>(dlsym(RTLD_NEXT, "__register_atfork"));
+    return isRefused() ? ENOMEM : next(prepare, parent, child, library);
+}
 // NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier)
 
 void* malloc(std::size_t size) noexcept {
