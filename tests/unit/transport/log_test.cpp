@@ -49,13 +49,6 @@ TEST(LogRecord, OfAChannelThatIsOffIsNotWritten) {
     EXPECT_EQ(log.records().at(1).channel, "OpenSSL.BIO");
 }
 
-TEST(LogRecord, LeavesTheErrorCode) {
-    const LogCapture log(1, 0x999);
-    Error::set(0x8443);
-    { LogRecord(Channel::HttpClient, Level::Failure) << "x"; }
-    EXPECT_EQ(Error::get(), 0x8443U);
-}
-
 TEST(DebugSwitches, AreOffWithoutABootParameter) {
     EXPECT_FALSE(readDebugSwitches(nullptr).connect || readDebugSwitches(nullptr).sslCerts);
 }
