@@ -115,19 +115,6 @@ TEST(Upload, ThatRunsDryFails) {
     }
 }
 
-TEST(Upload, ToAServerThatIsGoneFails) {
-    // More than the buffers of both ends take: some write must meet the reset.
-    const Ref<Interfaces::Stripe> body = MemInStrm::create(std::string(64U << 20U, 'x'));
-    ScriptedServer server{ReadHead{}, Reset{}};
-    const LogCapture log(3);
-    EXPECT_EQ(look(requestFor(server)->setBody(body)->perform(0)).error, ErrTransfer);
-    const std::vector<std::string> texts = log.texts();
-    ASSERT_EQ(texts.size(), 1U);
-    EXPECT_TRUE(texts[0] == "Failed to write data; error: " + hexDec(ErrHostBase + ECONNRESET) ||
-                texts[0] == "Failed to write data; error: " + hexDec(ErrHostBase + EPIPE))
-        << texts[0];
-}
-
 TEST(Progress, OfAnExchangeIsToldInOrder) {
     std::vector<std::string> order;
     ProgressRecorder up(&order, "up");
@@ -207,34 +194,6 @@ TEST(Cancel, IsAskedAfterEveryPieceAndTakesOneTrueValueOnly) {
         EXPECT_EQ(log.has(1, "HTTP Client", "User cancelled download"), row.cancels && !inUpload);
         EXPECT_EQ(output.bytes(), inUpload ? "" : "abcde");  // delivered before it is asked
         EXPECT_EQ(output.mapping().unmapped(), inUpload ? 0U : 1U);
-    }
-}
-
-/// Takes itself, the body and the other callbacks out of its request when it is called.
-class Leaving final : public Object, public virtual ProgressCallback {
-public:
-    void progress(double fraction) override {
-        if (fraction > from) {
-            request->setUploadProgressCallback(nullptr)->setDownloadProgressCallback(nullptr);
-            request->setBody(nullptr)->setCancelQuery(nullptr);
-        }
-    }
-    Request* request = nullptr;
-    double from = 0;
-};
-
-TEST(Progress, MayTakeTheCallbacksAndTheBodyAway) {
-    for (const double from : {-1.0, 0.0}) {
-        ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab"}};
-        const Ref<Request> request = requestFor(server)->setBody(MemInStrm::create("body"));
-        Ref<Leaving> callback = Ref<Leaving>::make();
-        callback->request = request.get();
-        callback->from = from;
-        const CancelStub cancel(1);
-        request->setCancelQuery(cancel.query())->setCancelArgument(7);
-        request->setUploadProgressCallback(callback)->setDownloadProgressCallback(callback);
-        callback.reset();
-        EXPECT_EQ(look(request->perform(0)).body, "ab");
     }
 }
 

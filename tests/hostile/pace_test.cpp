@@ -118,6 +118,8 @@ const BreakOff breakOffs[] = {
     {"AtOnceInAnUpload", {Reset{}}, 1U << 16U, 0, true},
     {"InTheUpload", {ReadHead{}, ReadBody{1U << 20U}, Reset{}}, 64U << 20U, 0, true},
     {"InTheStatusLine", {ReadHead{}, Send{"HTTP/1.1 2"}, Reset{}}, 0, 0, false},
+    {"InAHead", {ReadHead{}, Send{Ok + "A: b\r\nC"}, Reset{}}, 0, 200, false},
+    {"InABodyWithoutALength", {ReadHead{}, Send{Ok + "\r\nabc"}, Reset{}}, 0, 200, false},
     {"BehindTheLastByte",
      {ReadHead{}, Send{Ok + "Content-Length: 3\r\n\r\nabc"}, Reset{}},
      0,

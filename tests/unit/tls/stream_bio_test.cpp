@@ -145,8 +145,7 @@ TEST(StreamBio, WithoutABoundObject) {
     log.clear();
     EXPECT_EQ(BIO_gets(bio.get(), bytes, 8), 0);
     EXPECT_EQ(BIO_puts(bio.get(), "text"), 0);
-    EXPECT_EQ(log.texts(),
-              (std::vector<std::string>{noInstance, noStream, noInstance, noStream}));
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{noInstance, noStream, noInstance, noStream}));
     EXPECT_EQ(Error::get(), Code);
 }
 
