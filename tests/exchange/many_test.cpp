@@ -13,7 +13,7 @@ std::string answer(const std::string& request) {
         return "HTTP/1.1 301 x\r\nLocation: /ok\r\nContent-Length: 3\r\n\r\nabc";
     }
     if (path == "/e") {
-        return "HTTP/1.1 200 OK\r\n\r\n" + request.substr(request.find("\r\n\r\n") + 4);
+        return "HTTP/1.1 200 OK\r\n\r\n" + bodyOf(request);
     }
     if (path == "/b") {
         return "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc";

@@ -24,30 +24,20 @@ const bool isSetUp = [] {
     return true;
 }();
 
-const Certificate& root() {
-    static const Certificate made = Certificate::selfSigned(authority("Root"));
-    return made;
-}
-
 /// Answers with the size of the body that came.
 std::string handle(const std::string& request) {
-    return okResponse("got " + digest(request.substr(request.find("\r\n\r\n") + 4)));
+    return okResponse("got " + digest(bodyOf(request)));
 }
 
 /// A server whose certificate has this name, under a root that is trusted.
 class NamedServer {
 public:
     explicit NamedServer(const std::string& name)
-        : server_({.chain = chainFor(name), .threads = 2}, handle) {}
+        : server_({.chain = trustedChain("DNS:" + name), .threads = 2}, handle) {}
     /// Answers its URL, by the name "localhost".
     [[nodiscard]] Ref<String> url() const { return server_.url("/"); }
 
 private:
-    static Chain chainFor(const std::string& name) {
-        trustOnly({root()});
-        return {root().issue({.names = {"DNS:" + name}})};
-    }
-
     TlsServer server_;
 };
 

@@ -10,17 +10,6 @@
 
 namespace {
 
-bool sendAll(int number, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = send(number, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (count <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
-}
-
 /// Answers what is there to receive; nothing at the end or after a failure.
 std::string receiveSome(int number) {
     std::array<char, 65536> buffer;
@@ -109,12 +98,8 @@ bool TamperedWire::forward(int client, std::string bytes) {
         bytes.resize(at_ - before);
     }
     forwarded_ = before + bytes.size();
-    for (std::string_view rest = bytes; !rest.empty();) {
-        const std::size_t count = std::min<std::size_t>(rest.size(), piece_);
-        if (!sendAll(client, rest.substr(0, count))) {
-            return false;
-        }
-        rest.remove_prefix(count);
+    if (!sendAll(client, bytes, piece_)) {
+        return false;
     }
     if (here && harm_ == Harm::Stall) {
         while (!receiveSome(client).empty()) {  // until it has had enough

@@ -129,6 +129,13 @@ private:
     std::thread thread_;  // last: it uses all of the above
 };
 
+/// Tells whether bytes hold a whole request: a head, and as much of a body as that announces.
+bool isWholeRequest(std::string_view bytes);
+/// Answers what stands behind the head of a request.
+std::string bodyOf(const std::string& request);
+/// Answers a response of status 200 with the body's length.
+std::string okResponse(const std::string& body);
+
 /// A server that answers any number of connections, several at once: it reads one request and its
 /// announced body, sends the handler's answer and closes.
 class AnsweringServer {

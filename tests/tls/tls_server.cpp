@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
@@ -63,27 +62,14 @@ void drain(int connection) {
     }
 }
 
-std::size_t announcedLength(std::string_view head) {
-    constexpr std::string_view name = "Content-Length: ";
-    const std::size_t at = head.find(name);
-    std::size_t length = 0;
-    if (at != std::string_view::npos) {
-        const std::string_view digits = head.substr(at + name.size());
-        std::from_chars(digits.data(), digits.data() + digits.size(), length);
-    }
-    return length;
-}
-
 bool readRequest(SSL* ssl, std::string& request) {
     std::array<char, 65536> buffer;
-    std::size_t head = std::string::npos;
-    while (head == std::string::npos || request.size() < head + 4 + announcedLength(request)) {
+    while (!isWholeRequest(request)) {
         const int count = SSL_read(ssl, buffer.data(), static_cast<int>(buffer.size()));
         if (count <= 0) {
             return false;
         }
         request.append(buffer.data(), static_cast<std::size_t>(count));
-        head = request.find("\r\n\r\n");
     }
     return true;
 }
@@ -233,8 +219,4 @@ void TlsServer::finish(SSL* ssl, Connection& seen) const {
     while (SSL_read(ssl, buffer.data(), static_cast<int>(buffer.size())) > 0) {
     }
     seen.closeNotify = (SSL_get_shutdown(ssl) & SSL_RECEIVED_SHUTDOWN) != 0;
-}
-
-std::string okResponse(const std::string& body) {
-    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/host.hpp"
+#include "tests/support/scripted_server.hpp"
 #include "tests/tls/certificates.hpp"
 
 /// A TLS server on 127.0.0.1 that plays the same part on every connection, any number of them: it
@@ -92,6 +92,3 @@ private:
     std::vector<Connection> ended_;
     std::vector<std::thread> threads_;  // last: they use all of the above
 };
-
-/// A response of status 200 with the body's length.
-std::string okResponse(const std::string& body);
