@@ -79,23 +79,6 @@ TEST(CliExchange, EveryHopAndEveryRepetitionSendsTheBody) {
     }
 }
 
-TEST(CliExchange, OneFailureOfSeveralIsRememberedAndTheRestGoesOn) {
-    ScriptedServer server{ReadHead{},
-                          ExpectExactly{"body"},
-                          Send{"rubbish\r\n\r\n"},
-                          Close{},
-                          NextConnection{},
-                          ReadHead{},
-                          ExpectExactly{"body"},
-                          Send{response("404 X", "second")},
-                          Close{}};
-    const Outcome outcome =
-        runProgram({"--fail", "--repeat", "2", "-d", "body", urlOf(server, "/")});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, "second");
-    EXPECT_TRUE(server.finished()) << server.report();
-}
-
 /// The second exchange, cancelled at once, announces the whole body again: the source was rewound.
 TEST(CliExchange, CancelQueryStopsUploadsFromItsNthCallOn) {
     const TemporaryFile file(std::string(3U << 20U, 'x'));

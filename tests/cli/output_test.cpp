@@ -105,9 +105,11 @@ TEST(CliOutput, FileThatCannotBeReplacedIsWrittenInItsPlace) {
 
 TEST(CliOutput, OneFailureOfSeveralLeavesTheFilePartial) {
     const TemporaryFile file("before");
-    ScriptedServer server{ReadHead{}, Send{"rubbish\r\n\r\n"},          Close{}, NextConnection{},
-                          ReadHead{}, Send{response("200 OK", "body")}, Close{}};
-    EXPECT_EQ(runProgram({"--repeat", "2", "-o", file.path(), urlOf(server, "/")}).status, 1);
+    ScriptedServer server{ReadHead{}, Send{"rubbish\r\n\r\n"},         Close{}, NextConnection{},
+                          ReadHead{}, Send{response("404 X", "body")}, Close{}};
+    const Outcome outcome =
+        runProgram({"--fail", "--repeat", "2", "-o", file.path(), urlOf(server, "/")});
+    EXPECT_EQ(outcome.status, 1);  // that of the worst
     EXPECT_EQ(file.content(), "before");
     EXPECT_EQ(contentOf(file.path() + ".part"), "body");
     std::filesystem::remove(file.path() + ".part");

@@ -163,18 +163,5 @@ TEST(Response, AnswersFieldsByNameAndTheBodyAsText) {
     EXPECT_EQ(request->perform(output.stream())->body(), "");  // it went elsewhere
 }
 
-TEST(Response, OwnsWhatItShows) {
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nA: b\r\n\r\nabc"}};
-    Ref<Request> request = requestFor(server);
-    Ref<Response> response = request->perform(7);  // the number has no effect
-    request.reset();
-    EXPECT_EQ(response->referenceCount(), 1U);
-    const Ref<String> reason = response->reasonPhrase();
-    EXPECT_EQ(look(response).fields + look(response).body, "A=b;abc");
-    response.reset();
-    EXPECT_EQ(plain(reason), "OK");
-    EXPECT_EQ(reason->referenceCount(), 1U);
-}
-
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Client

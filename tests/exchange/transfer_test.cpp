@@ -282,42 +282,5 @@ TEST(Trace, OfAVerboseExchangeIsCompleteAndInOrder) {
     EXPECT_NE(dumps.find("61 62 63"), std::string::npos) << dumps;
 }
 
-TEST(Trace, IsSilentWithoutTheFlagOrTheLevel) {
-    for (const auto& [flag, level] :
-         {std::pair(Flag::NoRedirect, 1U), std::pair(Flag::Verbose, 2U)}) {
-        ScriptedServer server{ReadHead{}, ReadBody{3}, FiveBytes};
-        const LogCapture log(level);
-        EXPECT_TRUE(requestFor(server, {flag})->setBody(MemInStrm::create("abc"))->perform(0));
-        EXPECT_EQ(log.texts(), std::vector<std::string>{});
-    }
-}
-
-TEST(Exchange, GivesEveryReferenceBack) {
-    const MappingSink output;
-    ProgressRecorder progress;
-    const CancelStub cancel(99);
-    const Ref<ScriptedBody> body =
-        ScriptedBody::create({.bytes = "abc", .map = MapMode::Maps, .rewinds = true});
-    ScriptedServer server{ReadHead{}, ReadBody{3}, FiveBytes, NextConnection{},
-                          ReadHead{}, ReadBody{3}, Reset{}};
-    const Ref<String> url = server.url("/");
-    Ref<Request> request = Request::create({})->setUrl(url)->setBody(body);
-    request->setCancelQuery(cancel.query())->setCancelArgument(1);
-    request->setUploadProgressCallback(progress.callback());
-    request->setDownloadProgressCallback(progress.callback());
-    for (const bool good : {true, false}) {
-        EXPECT_EQ(static_cast<bool>(request->perform(output.stream(), 0)), good);
-        EXPECT_EQ(output.references(), 1U);
-        EXPECT_EQ(body->referenceCount(), 2U);
-        EXPECT_EQ(progress.references(), 3U);
-        EXPECT_EQ(cancel.references(), 2U);
-        EXPECT_EQ(url->referenceCount(), 2U);
-        EXPECT_EQ(request->referenceCount(), 1U);
-    }
-    request.reset();
-    EXPECT_EQ(body->referenceCount() + progress.references() + cancel.references(), 3U);
-    EXPECT_EQ(url->referenceCount(), 1U);
-}
-
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Client

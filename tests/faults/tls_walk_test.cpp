@@ -8,7 +8,6 @@
 #include "tests/faults/promises.hpp"
 #include "tests/faults/walk.hpp"
 #include "tests/support/host_faults.hpp"
-#include "tests/tls/live_objects.hpp"
 #include "tests/tls/openssl_faults.hpp"
 #include "tests/tls/tls_server.hpp"
 
@@ -56,17 +55,10 @@ Result performCleanly(const Ref<Request>& request) {
 }
 
 std::vector<Counter> sslCounters() {
-    return {{"SSL contexts", [] { return liveObjects().contexts; }},
-            {"SSL connections", [] { return liveObjects().connections; }},
-            {"BIOs", [] { return liveObjects().bios; }},
-            {"OpenSSL's blocks", liveSslBlocks}};
+    return {{"OpenSSL's blocks", liveSslBlocks}};
 }
 
 class TlsFaultWalk : public testing::Test {
-protected:
-    TlsFaultWalk() { (void)liveObjects(); }  // counts from here on
-
-private:
     ScopedLimits limits_{5000, 15000};
 };
 

@@ -195,10 +195,6 @@ bool ScriptedServer::perform(const Ignore&) {
     return true;
 }
 
-bool ScriptedServer::perform(const Shutdown&) {
-    return shutdown(connection_.number(), SHUT_WR) == 0 || fail("cannot end the connection");
-}
-
 bool ScriptedServer::perform(const Close&) {
     (void)shutdown(connection_.number(), SHUT_WR);  // a client that is gone already is no failure
     const bool ended = awaitEnd();

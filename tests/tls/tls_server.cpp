@@ -29,11 +29,6 @@ std::shared_ptr<SSL_CTX> makeContext(const TlsServer::Options& options) {
     require(static_cast<bool>(context), "context");
     SSL_CTX_set_min_proto_version(context.get(), options.version);
     SSL_CTX_set_max_proto_version(context.get(), options.version);
-    if (options.chain.empty()) {
-        SSL_CTX_set_max_proto_version(context.get(), TLS1_2_VERSION);
-        require(SSL_CTX_set_cipher_list(context.get(), "aNULL:@SECLEVEL=0") == 1, "ciphers");
-        return context;
-    }
     if (options.extra == TlsServer::Extra::Renegotiation) {  // with a certificate each time
         SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
         SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
@@ -176,7 +171,6 @@ void TlsServer::serveTls(int connection, Connection& seen) {
     if (SSL_accept(ssl.get()) == 1) {
         seen.handshake = true;
         seen.resumed = SSL_session_reused(ssl.get()) != 0;
-        seen.version = SSL_get_version(ssl.get());
         const char* const name = SSL_get_servername(ssl.get(), TLSEXT_NAMETYPE_host_name);
         seen.serverName = name != nullptr ? name : "(none)";
         if (readRequest(ssl.get(), seen.request)) {

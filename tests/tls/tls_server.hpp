@@ -37,8 +37,8 @@ public:
     };
 
     struct Options {
-        Chain chain = {};  ///< None: suites of TLS 1.2 that need no certificate.
-        int version = 0;   ///< The one protocol version to speak; 0: any.
+        Chain chain;
+        int version = 0;  ///< The one protocol version to speak; 0: any.
         Opening opening = Opening::Handshake;
         Extra extra = Extra::None;
         End end = End::CloseNotify;
@@ -51,7 +51,6 @@ public:
     struct Connection {
         bool handshake = false;
         bool resumed = false;      ///< The handshake took up an earlier session.
-        std::string version;       ///< Such as "TLSv1.3".
         std::string serverName;    ///< The name that the client asked for.
         std::string request;       ///< All of its bytes.
         bool closeNotify = false;  ///< The client ended TLS in an orderly way.

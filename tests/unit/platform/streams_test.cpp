@@ -100,15 +100,6 @@ TEST(FileStrm, RefusesWhatIsNoFile) {
     }
 }
 
-TEST(FileStrm, WritesAnEmptiedFile) {
-    const TemporaryFile file("much longer than before");
-    const Ref<Stream> stream = FileStrm::openForWriting(str(file.path()));
-    ASSERT_TRUE(stream);
-    EXPECT_EQ(stream->write(TransferBuffer::plain("abc"), 3, NoTimeout), 3);
-    EXPECT_EQ(stream->write(TransferBuffer::plain("de"), 2, NoTimeout), 2);
-    EXPECT_EQ(file.content(), "abcde");
-}
-
 TEST(FileStrm, ShortWriteCarriesTheHostsCode) {
     const Ref<Stream> full = FileStrm::openForWriting(str("/dev/full"));
     ASSERT_TRUE(full);
