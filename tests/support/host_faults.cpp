@@ -85,10 +85,6 @@ bool isFaulty(State& state) noexcept {
     if (!state.armed) {
         return false;
     }
-    if (state.options.skip != 0) {
-        --state.options.skip;
-        return false;
-    }
     if (state.hits == state.options.count) {
         return false;
     }

@@ -48,7 +48,6 @@ class Fault {
 public:
     struct Options {
         int error = 0;              ///< What errno holds after the failure.
-        unsigned skip = 0;          ///< Calls that succeed before the first failure.
         unsigned count = UINT_MAX;  ///< Calls that fail; later ones succeed.
         bool performs = false;      ///< Does its work first, as an interrupted connect goes on.
     };
