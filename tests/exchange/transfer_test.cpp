@@ -59,23 +59,6 @@ TEST(Upload, GoesInFragments) {
     }
 }
 
-TEST(Upload, OfTheHostsSourcesGoesInFullFragments) {
-    for (const std::size_t size : {Fragment, Fragment + 1}) {
-        const std::string bytes(size, 'x');
-        const TemporaryFile file(bytes);
-        for (const auto& source :
-             {MemInStrm::borrow(bytes.data(), size), FileStrm::openForReading(str(file.path()))}) {
-            ScriptedServer server{ReadHead{}, ReadBody{size}, Ok};
-            const LogCapture log;
-            EXPECT_TRUE(requestFor(server, {Flag::Verbose})->setBody(source)->perform(0));
-            EXPECT_TRUE(log.has(1, "HTTP Client",
-                                "Sending request body fragment of size 100000h (1048576)"));
-            EXPECT_EQ(log.has(1, "HTTP Client", "Sending request body fragment of size 1h (1)"),
-                      size > Fragment);
-        }
-    }
-}
-
 TEST(Upload, OfNothingSendsTheHeadAlone) {
     for (const Ref<ScriptedBody>& body :
          {ScriptedBody::create({}), ScriptedBody::create({.bytes = "abc", .position = 3})}) {
