@@ -22,21 +22,6 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(CliOutput, FileTakesTheBody) {
-    for (const bool memory : {false, true}) {
-        const TemporaryFile file("what was there before");
-        ScriptedServer server{ReadHead{}, Send{response("200 OK", "body")}, Close{}};
-        std::vector<std::string> arguments = {"-o", file.path(), urlOf(server, "/")};
-        if (memory) {
-            arguments.emplace_back("--memory");
-        }
-        const Outcome outcome = runProgram(arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        EXPECT_EQ(outcome.output, "");
-        EXPECT_EQ(file.content(), "body");
-    }
-}
-
 /// A response of 3 of 5 bytes; what it does to files is up to the test.
 std::vector<Step> shortResponse() {
     return {ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc"}, Close{}};
