@@ -14,8 +14,8 @@ namespace {
 
 TEST(CliExchange, BodyAloneGoesToStandardOutput) {
     const std::string body("a\0b\r\n\xff", 6);
-    ScriptedServer server{Expect{"GET /f HTTP/1.0\r\n"}, ReadHead{}, Send{response("200 OK", body)},
-                          Close{}};
+    ScriptedServer server{Expect{"GET /f HTTP/1.0\r\n"}, ReadHead{},
+                          Send{response("200 OK", body)}};
     const Outcome outcome = runProgram({urlOf(server, "/f")});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output, body);
@@ -23,8 +23,7 @@ TEST(CliExchange, BodyAloneGoesToStandardOutput) {
 }
 
 TEST(CliExchange, FailureIsOneLineOfItsOwn) {
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc"},
-                          Close{}};
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc"}};
     const Outcome outcome = runProgram({"--log-level", "5", urlOf(server, "/\x1b[2J")});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "abc");
@@ -39,7 +38,7 @@ TEST(CliExchange, StatusFollowsTheResponseWhenAsked) {
     };
     for (const Row& row : {Row{"--fail", "399 X", 0}, Row{"--fail", "400 X", 22},
                            Row{"-f", "503 X", 22}, Row{"--no-progress", "404 X", 0}}) {
-        ScriptedServer server{ReadHead{}, Send{response(row.statusLine, "why")}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{response(row.statusLine, "why")}};
         const Outcome outcome = runProgram({row.option, urlOf(server, "/")});
         EXPECT_EQ(outcome.status, row.status) << row.option << ' ' << row.statusLine;
         EXPECT_EQ(outcome.output, "why");
@@ -57,19 +56,18 @@ TEST(CliExchange, EveryHopAndEveryRepetitionSendsTheBody) {
         ScriptedServer server{ReadHead{},
                               ExpectExactly{"0123456789"},
                               Send{moved},
-                              Close{},
+
                               NextConnection{},
                               Expect{"PUT /b "},
                               ReadHead{},
                               ExpectExactly{"0123456789"},
                               Send{response("200 OK", "1")},
-                              Close{},
+
                               NextConnection{},
                               Expect{"PUT /a "},
                               ReadHead{},
                               ExpectExactly{"0123456789"},
-                              Send{response("200 OK", "2")},
-                              Close{}};
+                              Send{response("200 OK", "2")}};
         std::vector<std::string> arguments = {"-X", "PUT", "--repeat", "2", urlOf(server, "/a")};
         arguments.insert(arguments.end(), source.begin(), source.end());
         const Outcome outcome = Program(arguments).input("0123456789").run();
@@ -83,14 +81,10 @@ TEST(CliExchange, EveryHopAndEveryRepetitionSendsTheBody) {
 TEST(CliExchange, CancelQueryStopsUploadsFromItsNthCallOn) {
     const TemporaryFile file(std::string(3U << 20U, 'x'));
     const TemporaryFile report("");
-    ScriptedServer server{ReadHead{},
-                          ReadBody{2U << 20U},
-                          Close{},
-                          NextConnection{},
-                          Expect{"\r\nContent-Length: 3145728\r\n"},
-                          ReadHead{},
-                          ReadBody{1U << 20U},
-                          Close{}};
+    ScriptedServer server{ReadHead{},       ReadBody{2U << 20U},
+
+                          NextConnection{}, Expect{"\r\nContent-Length: 3145728\r\n"},
+                          ReadHead{},       ReadBody{1U << 20U}};
     const std::string url = urlOf(server, "/");
     const Outcome outcome = runProgram({"--cancel-after", "2", "--repeat", "2", "-T", file.path(),
                                         "--report", report.path(), "--log-level", "5", url});

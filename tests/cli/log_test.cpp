@@ -40,8 +40,7 @@ constexpr LevelRow levelRows[] = {
 class LogLevel : public testing::TestWithParam<LevelRow> {};
 
 TEST_P(LogLevel, IsThatOfTheOptionThenOfTheVariable) {
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"},
-                          Close{}};
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"}};
     Program::Arguments arguments = argumentsOf(GetParam().options);
     arguments.push_back(urlOf(server, "/"));
     const Outcome outcome = Program(arguments).environment(GetParam().variable).run();

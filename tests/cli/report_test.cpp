@@ -14,11 +14,8 @@ TEST(Report, HoldsEveryExchangeInOrder) {
     ScriptedServer server{
         ReadHead{},
         Send{"HTTP/1.1 200 All \xff good\r\nX-B: 2\r\nx-a: 1\r\nContent-Length: 5\r\n\r\nhello"},
-        Close{},
-        NextConnection{},
-        ReadHead{},
-        Send{"nonsense\r\n"},
-        Close{}};
+
+        NextConnection{}, ReadHead{}, Send{"nonsense\r\n"}};
     const Outcome outcome =
         runProgram({"--repeat", "2", "--report", report.path(), urlOf(server, "/r")});
     EXPECT_EQ(outcome.status, 1);
@@ -47,7 +44,7 @@ TEST(Report, ShowsANullPeerAndNamesTheFailure) {
 
 TEST(Report, IsWrittenWhenTheOutputFails) {
     const TemporaryFile report("");
-    ScriptedServer server{ReadHead{}, Send{response("200 OK", "lost")}, Close{}};
+    ScriptedServer server{ReadHead{}, Send{response("200 OK", "lost")}};
     const Outcome outcome =
         Program({"--memory", "--report", report.path(), urlOf(server, "/")}).withoutReader().run();
     EXPECT_EQ(outcome.status, 1);

@@ -25,7 +25,7 @@ struct Answer {
 inline void expectAnswer(const Answer& row) {
     for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, SIZE_MAX}) {
         SCOPED_TRACE(std::string(row.name) + " in pieces of " + std::to_string(piece));
-        ScriptedServer server{ReadHead{}, Send{row.bytes}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{row.bytes}};
         server.sendInPiecesOf(piece);
         const LogCapture log;
         const Seen seen = look(requestFor(server)->perform(0));

@@ -58,7 +58,7 @@ TEST(Pieces, LineFeedThatComesLateIsNoBodyByte) {
         {open, {}, ""},
     };
     for (const Case& row : cases) {
-        ScriptedServer server{ReadHead{}, Send{row.answer}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{row.answer}};
         const Pieces pieces(Call::Recv, row.pieces);
         const MemorySink output;
         const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
@@ -85,8 +85,8 @@ TEST(Pieces, EveryReadWithBodyBytesIsOneWrite) {
 
 TEST(Pieces, SkippedBodyIsReadToItsEndWhenItHasNoLength) {
     const std::string redirect = "HTTP/1.1 302 x\r\nLocation: /b\r\n\r\n";
-    ScriptedServer server{ReadHead{}, Send{redirect + "abcdef"}, Close{}, NextConnection{},
-                          ReadHead{}, Send{Head + "abcde"}};
+    ScriptedServer server{ReadHead{}, Send{redirect + "abcdef"}, NextConnection{}, ReadHead{},
+                          Send{Head + "abcde"}};
     const Pieces pieces(Call::Recv, {redirect.size() + 1, 2, 2});
     const MemorySink output;
     const CancelStub cancel(2);  // not asked about bytes that are not delivered

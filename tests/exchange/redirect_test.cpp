@@ -13,10 +13,8 @@ TEST(Redirect, IsFollowedOnANewConnection) {
     ScriptedServer second{ReadHead{}, Send{Ok}};
     ScriptedServer first{ReadHead{},
                          Send{redirectTo("../x/./y?q", "Content-Length: 4\r\n") + "body"},
-                         NextConnection{},
-                         ReadHead{},
-                         Send{redirectTo(plain(second.url("/z"))) + "body until close"},
-                         Close{}};
+                         NextConnection{}, ReadHead{},
+                         Send{redirectTo(plain(second.url("/z"))) + "body until close"}};
     const LogCapture log;
     const MemorySink output;
     ProgressRecorder progress;

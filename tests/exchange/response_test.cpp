@@ -105,7 +105,7 @@ TEST(Response, ThatIsBrokenFailsWithOneRecord) {
 
 TEST(Response, ToHeadIsAwaitedLikeAnyOther) {
     ScriptedServer server{Expect{"HEAD /"}, ReadHead{},
-                          Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n"}, Close{}};
+                          Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n"}};
     const LogCapture log(3);
     EXPECT_FALSE(requestFor(server)->setMethod(Request::Method::Head)->perform(0));
     EXPECT_EQ(Error::get(), ErrTransfer);
@@ -115,7 +115,7 @@ TEST(Response, ToHeadIsAwaitedLikeAnyOther) {
 TEST(Response, BytesBeyondTheLengthInTheSameReadAreDelivered) {
     for (const char* const length : {"0", "3"}) {
         const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
-        ScriptedServer server{ReadHead{}, Send{head + length + "\r\n\r\nabcdef"}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{head + length + "\r\n\r\nabcdef"}};
         const MemorySink output;
         const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
         EXPECT_EQ(output.bytes(), "abcdef");

@@ -84,7 +84,7 @@ TEST(Upload, OfADrainedSourceIsAnnouncedAndNotSent) {
 
 TEST(Upload, ThatRunsDryFails) {
     for (const MapMode mode : {MapMode::NotSupported, MapMode::Maps}) {
-        ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}, Close{}};
+        ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}};
         const LogCapture log(3, 0x999);
         const Ref<ScriptedBody> body =
             ScriptedBody::create({.bytes = "abcde", .dryAfter = 3, .code = 0x666, .map = mode});
@@ -127,7 +127,7 @@ TEST(Progress, OfADownloadDependsOnItsLength) {
         {"HTTP/1.1 200\r\n", {0.0}},
     };
     for (const auto& [bytes, fractions] : cases) {
-        ScriptedServer server{ReadHead{}, Send{bytes}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{bytes}};
         ProgressRecorder progress;
         (void)requestFor(server)->setDownloadProgressCallback(progress.callback())->perform(0);
         EXPECT_EQ(progress.fractions(), fractions) << bytes;
@@ -198,7 +198,7 @@ TEST(Mapping, OfAnOutputStreamIsHandedBackOnceOnEveryWayOut) {
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(row.name);
-        ScriptedServer server{ReadHead{}, Send{row.answer}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{row.answer}};
         const MappingSink output(row.room);
         EXPECT_EQ(look(requestFor(server)->perform(output.stream(), 0)).error, row.error);
         EXPECT_EQ(output.mapping().offered(), std::vector<std::size_t>{Fragment});
@@ -226,7 +226,7 @@ TEST(Mapping, ThatFailsIsAWarningAndPlainMemoryServes) {
 
 TEST(Output, ThatTakesLessThanItIsGivenFails) {
     for (const std::uint64_t room : {0U, 3U, 4U}) {
-        ScriptedServer server{ReadHead{}, FiveBytes, Close{}};
+        ScriptedServer server{ReadHead{}, FiveBytes};
         const LogCapture log(3, 0x999);
         const FailingSink output(room, 0x123);
         EXPECT_EQ(look(requestFor(server)->perform(output.stream(), 0)).error, ErrTransfer);

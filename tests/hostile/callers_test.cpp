@@ -63,7 +63,7 @@ TEST(OddBody, IsAnnouncedAsItIsAndNeverReadBeyond) {
         const std::string length = row.announced != nullptr
                                        ? "Content-Length: " + std::string(row.announced) + "\r\n"
                                        : "";
-        ScriptedServer server{ReadHead{}, ExpectExactly{row.sent}, row.ok ? Ok : Send{""}, Close{}};
+        ScriptedServer server{ReadHead{}, ExpectExactly{row.sent}, row.ok ? Ok : Send{""}};
         const LogCapture log(3);
         const Ref<Request> request = requestFor(server, {Flag::NoDefaultUserAgent});
         const Seen seen = look(request->setBody(Ref<OddBody>::make(row.body))->perform(0));
