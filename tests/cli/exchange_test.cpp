@@ -19,8 +19,8 @@ namespace {
 
 TEST(CliExchange, BodyAloneGoesToStandardOutput) {
     const std::string body("a\0b\r\n\xff", 6);
-    ScriptedServer server{Expect{"GET /f HTTP/1.0\r\n"}, ReadHead{}, Send{response("200 OK", body)},
-                          Close{}};
+    ScriptedServer server{Expect{"GET /f HTTP/1.0\r\n"}, ReadHead{},
+                          Send{response("200 OK", body)}};
     const Outcome outcome = runProgram({urlOf(server, "/f")});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output, body);
@@ -28,8 +28,7 @@ TEST(CliExchange, BodyAloneGoesToStandardOutput) {
 }
 
 TEST(CliExchange, FailureIsOneLineOfItsOwn) {
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc"},
-                          Close{}};
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nabc"}};
     const Outcome outcome = runProgram({"--log-level", "5", urlOf(server, "/\x1b[2J")});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "abc");
@@ -44,7 +43,7 @@ TEST(CliExchange, StatusFollowsTheResponseWhenAsked) {
     };
     for (const Row& row : {Row{"--fail", "399 X", 0}, Row{"--fail", "400 X", 22},
                            Row{"-f", "503 X", 22}, Row{"--no-progress", "404 X", 0}}) {
-        ScriptedServer server{ReadHead{}, Send{response(row.statusLine, "why")}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{response(row.statusLine, "why")}};
         const Outcome outcome = runProgram({row.option, urlOf(server, "/")});
         EXPECT_EQ(outcome.status, row.status) << row.option << ' ' << row.statusLine;
         EXPECT_EQ(outcome.output, "why");
@@ -79,19 +78,18 @@ TEST(CliExchange, EveryHopAndEveryRepetitionSendsTheBody) {
         ScriptedServer server{ReadHead{},
                               ExpectExactly{"0123456789"},
                               Send{moved},
-                              Close{},
+
                               NextConnection{},
                               Expect{"PUT /b "},
                               ReadHead{},
                               ExpectExactly{"0123456789"},
                               Send{response("200 OK", "1")},
-                              Close{},
+
                               NextConnection{},
                               Expect{"PUT /a "},
                               ReadHead{},
                               ExpectExactly{"0123456789"},
-                              Send{response("200 OK", "2")},
-                              Close{}};
+                              Send{response("200 OK", "2")}};
         std::vector<std::string> arguments = {"-X", "PUT", "--repeat", "2", urlOf(server, "/a")};
         arguments.insert(arguments.end(), source.begin(), source.end());
         const Outcome outcome = Program(arguments).input("0123456789").run();
@@ -101,35 +99,14 @@ TEST(CliExchange, EveryHopAndEveryRepetitionSendsTheBody) {
     }
 }
 
-TEST(CliExchange, OneFailureOfSeveralIsRememberedAndTheRestGoesOn) {
-    ScriptedServer server{ReadHead{},
-                          ExpectExactly{"body"},
-                          Send{"rubbish\r\n\r\n"},
-                          Close{},
-                          NextConnection{},
-                          ReadHead{},
-                          ExpectExactly{"body"},
-                          Send{response("404 X", "second")},
-                          Close{}};
-    const Outcome outcome =
-        runProgram({"--fail", "--repeat", "2", "-d", "body", urlOf(server, "/")});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, "second");
-    EXPECT_TRUE(server.finished()) << server.report();
-}
-
 /// The second exchange, cancelled at once, announces the whole body again: the source was rewound.
 TEST(CliExchange, CancelQueryStopsUploadsFromItsNthCallOn) {
     const TemporaryFile file(std::string(3U << 20U, 'x'));
     const TemporaryFile report("");
-    ScriptedServer server{ReadHead{},
-                          ReadBody{2U << 20U},
-                          Close{},
-                          NextConnection{},
-                          Expect{"\r\nContent-Length: 3145728\r\n"},
-                          ReadHead{},
-                          ReadBody{1U << 20U},
-                          Close{}};
+    ScriptedServer server{ReadHead{},       ReadBody{2U << 20U},
+
+                          NextConnection{}, Expect{"\r\nContent-Length: 3145728\r\n"},
+                          ReadHead{},       ReadBody{1U << 20U}};
     const std::string url = urlOf(server, "/");
     const Outcome outcome = runProgram({"--cancel-after", "2", "--repeat", "2", "-T", file.path(),
                                         "--report", report.path(), "--log-level", "5", url});

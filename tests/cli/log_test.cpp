@@ -13,16 +13,6 @@ using testing::MatchesRegex;
 
 namespace {
 
-TEST(CliLog, RecordIsALineWithTimeLevelAndChannel) {
-    ScriptedServer server{
-        ReadHead{}, Send{"HTTP/1.1 200 OK\r\na\x1b[1mb\r\nContent-Length: 0\r\n\r\n"}, Close{}};
-    const Outcome outcome = runProgram({urlOf(server, "/")});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.errors,
-                MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}Z 3 "
-                             "\\[HTTP Client\\] Invalid HTTP header entry: a\\\\x1b\\[1mb\n"));
-}
-
 struct LevelRow {
     const char* name;
     const char* variable;
@@ -50,8 +40,7 @@ constexpr LevelRow levelRows[] = {
 class LogLevel : public testing::TestWithParam<LevelRow> {};
 
 TEST_P(LogLevel, IsThatOfTheOptionThenOfTheVariable) {
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"},
-                          Close{}};
+    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"}};
     Program::Arguments arguments = argumentsOf(GetParam().options);
     arguments.push_back(urlOf(server, "/"));
     const Outcome outcome = Program(arguments).environment(GetParam().variable).run();

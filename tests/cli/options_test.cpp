@@ -76,28 +76,12 @@ INSTANTIATE_TEST_SUITE_P(Table, WrongOptions, testing::ValuesIn(wrongOptions),
                          [](const auto& row) { return row.param.name; });
 
 TEST(Options, ReachTheServer) {
-    ScriptedServer server{ReadHead{}, ReadBody{7}, Send{response("200 OK", "")}, Close{}};
-    const Outcome outcome = runProgram({"-X",
-                                        "PURGE",
-                                        "--protocol",
-                                        "http",
-                                        "--host",
-                                        "127.0.0.1",
-                                        "--port",
-                                        std::to_string(server.port()),
-                                        "--path",
-                                        "/p q?r",
-                                        "--http-version",
-                                        "1.1",
-                                        "-H",
-                                        "A:  b ",
-                                        "--header=C:",
-                                        "-H",
-                                        "a: [x,y]",
-                                        "-d",
-                                        "[1,{}]\n",
-                                        "--no-default-user-agent",
-                                        "http://elsewhere:1/z"});
+    ScriptedServer server{ReadHead{}, ReadBody{7}, Send{response("200 OK", "")}};
+    const Outcome outcome = runProgram(
+        argumentsOf("-X|PURGE|--protocol|http|--host|127.0.0.1|--path|/p q?r|--http-version|1.1|"
+                    "-H|A:  b |--header=C:|-H|a: [x,y]|-d|[1,{}]\n|--no-default-user-agent|"
+                    "http://elsewhere:1/z|--port|" +
+                    std::to_string(server.port())));
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_EQ(server.received(),
               "PURGE /p%20q?r HTTP/1.1\r\nA: [x,y]\r\nC: \r\nContent-Length: 7\r\n"
@@ -105,7 +89,7 @@ TEST(Options, ReachTheServer) {
 }
 
 TEST(Options, HostAndPathDoWithoutAUrl) {
-    ScriptedServer server{ReadHead{}, Send{response("200 OK", "yes")}, Close{}};
+    ScriptedServer server{ReadHead{}, Send{response("200 OK", "yes")}};
     const Outcome outcome = runProgram(
         {"--host", "127.0.0.1", "--path", "/p", "--port", std::to_string(server.port())});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;

@@ -17,11 +17,7 @@ TEST(Report, HoldsEveryExchangeInOrder) {
         ReadHead{},
         Send{"HTTP/1.1 200 O\0\xff\x1b\r\nX-B\0\xff\x1b: v\0\xff\x1b\r\nx-a: 1\r\n"
              "Content-Length: 5\r\n\r\nhello"s},
-        Close{},
-        NextConnection{},
-        ReadHead{},
-        Send{"nonsense\r\n"},
-        Close{}};
+        NextConnection{}, ReadHead{}, Send{"nonsense\r\n"}};
     const Outcome outcome =
         runProgram({"--repeat", "2", "--report", report.path(), urlOf(server, "/r")});
     EXPECT_EQ(outcome.status, 1);
@@ -51,7 +47,7 @@ TEST(Report, ShowsANullPeerAndNamesTheFailure) {
 
 TEST(Report, IsWrittenWhenTheOutputFails) {
     const TemporaryFile report("");
-    ScriptedServer server{ReadHead{}, Send{response("200 OK", "lost")}, Close{}};
+    ScriptedServer server{ReadHead{}, Send{response("200 OK", "lost")}};
     const Outcome outcome =
         Program({"--memory", "--report", report.path(), urlOf(server, "/")}).withoutReader().run();
     EXPECT_EQ(outcome.status, 1);

@@ -70,7 +70,7 @@ TEST(CliProbe, TellsAListenerFromAClosedPort) {
 
 TEST(CliUserAgent, IsWhatRequestsSend) {
     const Outcome outcome = runProgram({"user-agent"});
-    ScriptedServer server{ReadHead{}, Send{response("200 OK", "")}, Close{}};
+    ScriptedServer server{ReadHead{}, Send{response("200 OK", "")}};
     EXPECT_EQ(runProgram({urlOf(server, "/")}).status, 0);
     EXPECT_THAT(server.received(),
                 HasSubstr("\r\nUser-Agent: " + outcome.output.substr(0, outcome.output.size() - 1) +

@@ -63,7 +63,7 @@ TEST(Pieces, LineFeedThatComesLateIsNoBodyByte) {
         {open, {}, ""},
     };
     for (const Case& row : cases) {
-        ScriptedServer server{ReadHead{}, Send{row.answer}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{row.answer}};
         const Pieces pieces(Call::Recv, row.pieces);
         const MemorySink output;
         const Seen seen = look(requestFor(server)->perform(output.stream(), 0));
@@ -88,21 +88,10 @@ TEST(Pieces, EveryReadWithBodyBytesIsOneWrite) {
     EXPECT_EQ(cancel.calls(), 3U);
 }
 
-TEST(Pieces, CancelledDownloadStopsAtOnce) {
-    ScriptedServer server{ReadHead{}, Send{Head + "abcde"}};
-    const Pieces pieces(Call::Recv, {Head.size(), 2});
-    const MappingSink output;
-    const CancelStub cancel(1);
-    const Ref<Request> request = requestFor(server)->setCancelQuery(cancel.query());
-    EXPECT_EQ(look(request->setCancelArgument(1)->perform(output.stream(), 0)).error, ErrCancelled);
-    EXPECT_EQ(output.bytes(), "ab");
-    EXPECT_EQ(output.mapping().unmapped(), 1U);
-}
-
 TEST(Pieces, SkippedBodyIsReadToItsEndWhenItHasNoLength) {
     const std::string redirect = "HTTP/1.1 302 x\r\nLocation: /b\r\n\r\n";
-    ScriptedServer server{ReadHead{}, Send{redirect + "abcdef"}, Close{}, NextConnection{},
-                          ReadHead{}, Send{Head + "abcde"}};
+    ScriptedServer server{ReadHead{}, Send{redirect + "abcdef"}, NextConnection{}, ReadHead{},
+                          Send{Head + "abcde"}};
     const Pieces pieces(Call::Recv, {redirect.size() + 1, 2, 2});
     const MemorySink output;
     const CancelStub cancel(2);  // not asked about bytes that are not delivered
@@ -110,48 +99,6 @@ TEST(Pieces, SkippedBodyIsReadToItsEndWhenItHasNoLength) {
     EXPECT_TRUE(request->setCancelArgument(1)->perform(output.stream(), 0));
     EXPECT_EQ(output.bytes(), "abcde");
     EXPECT_EQ(cancel.calls(), 1U);
-}
-
-TEST(Interruptions, NeverShow) {
-    ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}, Send{Head + "abcde"}};
-    const Fault connect(Call::Connect, {.error = EINTR, .count = 1, .performs = true});
-    const Fault send(Call::Send, {.error = EINTR, .count = 3});
-    const Fault receive(Call::Recv, {.error = EINTR, .count = 3});
-    const Pieces partial(Call::Send, {1, 2, 3, 100});  // sends that take less than they are given
-    const LogCapture log;
-    const Seen seen = look(requestFor(server)->setBody(MemInStrm::create("abc"))->perform(0));
-    EXPECT_EQ(seen.body, "abcde");
-    EXPECT_EQ(connect.hits() + send.hits() + receive.hits(), 7U);
-    EXPECT_TRUE(log.records().empty());
-    EXPECT_TRUE(server.finished()) << server.report();
-}
-
-TEST(Failures, OfTheSocketAreRecorded) {
-    const std::string url = "Failed to send data to ";
-    {
-        ScriptedServer server;  // no connection is made
-        const Fault fault(Call::Socket, {.error = EMFILE});
-        const LogCapture log;
-        const Ref<Request> request = requestFor(server);
-        EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
-        EXPECT_TRUE(log.has(4, "HTTP Utils",
-                            "Failed to create socket; error: " + hexDec(ErrHostBase + EMFILE)));
-        EXPECT_FALSE(request->peerAddress());
-        EXPECT_FALSE(Request::canConnect(server.url("/"), 0));
-        EXPECT_EQ(Error::get(), ErrHostBase + EMFILE);
-        EXPECT_TRUE(server.finished()) << server.report();
-    }
-    for (const bool inBody : {false, true}) {
-        ScriptedServer server{Close{}};
-        const Fault fault(Call::Send, {.error = EPIPE, .skip = inBody ? 1U : 0U});
-        const LogCapture log(3, 0x999);
-        const Ref<Request> request = requestFor(server)->setBody(MemInStrm::create("abc"));
-        EXPECT_EQ(look(request->perform(0)).error, ErrTransfer);
-        const std::string what = inBody ? "Failed to write data" : url + plain(server.url("/"));
-        EXPECT_EQ(log.texts(),
-                  std::vector<std::string>{what + "; error: " + hexDec(ErrHostBase + EPIPE)});
-        EXPECT_EQ(plain(request->peerAddress()), "127.0.0.1:" + std::to_string(server.port()));
-    }
 }
 
 TEST(Failures, OfTheFirstAddressAreThoseOfTheExchange) {
@@ -234,18 +181,6 @@ TEST(Probes, StartWhenAPeerIsSilent) {
     EXPECT_EQ(probesTo(listener.port()), std::vector<int>({1, 30, 15, 4}));
 }
 
-TEST(FileBody, ThatCannotBeMeasuredAgainIsSentAllTheSame) {
-    const TemporaryFile file("abc");
-    const Ref<Interfaces::Stripe> body = FileStrm::openForReading(str(file.path()));
-    ASSERT_TRUE(body);
-    ScriptedServer server{Expect{"Content-Length: 3"}, ReadHead{}, ExpectExactly{"abc"},
-                          Send{Head + "abcde"}};
-    const Fault lost(Call::Fstat, {.error = EIO});
-    EXPECT_TRUE(requestFor(server)->setBody(body)->perform(0));
-    EXPECT_GT(lost.hits(), 0U);
-    EXPECT_TRUE(server.finished()) << server.report();
-}
-
 struct MemoryCase {
     const char* name;
     bool hasBody;
@@ -300,19 +235,6 @@ TEST(TransferMemory, FallsBackWithARecord) {
         EXPECT_EQ(output.mapping().offered(), row.offered);
         EXPECT_EQ(output.mapping().unmapped(), row.offered.size());
     }
-}
-
-TEST(MemoryBody, ThatCannotGrowFailsTheExchange) {
-    const std::string body(3U << 20U, 'x');
-    ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\n\r\n" + body}};
-    const LogCapture log(3);
-    onNewThread([&] {
-        const Fault noMemory(Call::Mmap, {.error = ENOMEM, .skip = 1});  // the transfer memory
-        EXPECT_EQ(look(requestFor(server)->perform(0)).error, ErrTransfer);
-    });
-    EXPECT_EQ(log.texts(),
-              std::vector<std::string>{"Failed to write data to output stream; error: " +
-                                       hexDec(ErrHostBase + ENOMEM)});
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ std::string answer(const std::string& request) {
         return "HTTP/1.1 301 x\r\nLocation: /ok\r\nContent-Length: 3\r\n\r\nabc";
     }
     if (path == "/e") {
-        return "HTTP/1.1 200 OK\r\n\r\n" + request.substr(request.find("\r\n\r\n") + 4);
+        return "HTTP/1.1 200 OK\r\n\r\n" + bodyOf(request);
     }
     if (path == "/b") {
         return "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc";
@@ -40,22 +40,6 @@ void exchangeNumber(unsigned number, const AnsweringServer& server) {
     }
 }
 
-TEST(Many, ExchangesLeaveNoDescriptorBehind) {
-    const LogCapture quiet(5);
-    const AnsweringServer server(answer, 1);
-    exchangeNumber(0, server);  // what a thread keeps for its next exchange is made here
-    exchangeNumber(1, server);
-    const std::size_t before = openDescriptors();
-    for (unsigned i = 0; i < 200; ++i) {
-        exchangeNumber(i, server);
-    }
-    // The server may still be closing its side of the last one.
-    for (int i = 0; i < 1000 && openDescriptors() > before; ++i) {
-        std::this_thread::yield();
-    }
-    EXPECT_LE(openDescriptors(), before);
-}
-
 TEST(Many, ExchangesOnEightThreadsAreIndependent) {
     const LogCapture quiet(5);
     const AnsweringServer server(answer, 4);
@@ -75,10 +59,17 @@ TEST(Many, ExchangesOnEightThreadsAreIndependent) {
 TEST(Many, TenThousandExchanges) {
     const LogCapture quiet(5);
     const AnsweringServer server(answer, 2);
+    exchangeNumber(0, server);  // what a thread keeps for its next exchange is made here
+    exchangeNumber(1, server);
+    const std::size_t before = openDescriptors();
     for (unsigned i = 0; i < 10'000; ++i) {
         exchangeNumber(i, server);
     }
-    EXPECT_LT(openDescriptors(), 100U);
+    // The server may still be closing its side of the last ones.
+    for (int i = 0; i < 1000 && openDescriptors() > before; ++i) {
+        std::this_thread::yield();
+    }
+    EXPECT_LE(openDescriptors(), before);
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ struct Recorded {
 
 /// Performs on a new thread, which has kept no transfer memory, and answers all that can be seen.
 std::string outcome(const Recorded& row, std::uint32_t level, std::size_t& records) {
-    ScriptedServer server(row.tls ? std::vector<Step>{Send{row.answer}, Close{}}
-                                  : std::vector<Step>{ReadHead{}, Send{row.answer}, Close{}});
+    ScriptedServer server(row.tls ? std::vector<Step>{Send{row.answer}}
+                                  : std::vector<Step>{ReadHead{}, Send{row.answer}});
     const LogCapture log(level, 0x999);
     std::string text;
     std::thread([&] {

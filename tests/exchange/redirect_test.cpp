@@ -17,10 +17,8 @@ TEST(Redirect, IsFollowedOnANewConnection) {
     ScriptedServer second{ReadHead{}, Send{Ok}};
     ScriptedServer first{ReadHead{},
                          Send{redirectTo("../x/./y?q", "Content-Length: 4\r\n") + "body"},
-                         NextConnection{},
-                         ReadHead{},
-                         Send{redirectTo(plain(second.url("/z"))) + "body until close"},
-                         Close{}};
+                         NextConnection{}, ReadHead{},
+                         Send{redirectTo(plain(second.url("/z"))) + "body until close"}};
     const LogCapture log;
     const MemorySink output;
     ProgressRecorder progress;
@@ -128,12 +126,6 @@ TEST(Redirect, IsBoundByTheFlagsAndTheOverrides) {
                           Send{redirectTo("https://127.0.0.1:1/", end)},
                           NextConnection{},
                           ReadHead{},
-                          Send{redirectTo("ftp://h/", end)},
-                          NextConnection{},
-                          ReadHead{},
-                          Send{redirectTo("http://h:x/", end)},
-                          NextConnection{},
-                          ReadHead{},
                           Send{redirectTo("http://other:1/p", end)},
                           NextConnection{},
                           ReadHead{},
@@ -141,36 +133,23 @@ TEST(Redirect, IsBoundByTheFlagsAndTheOverrides) {
     const LogCapture log(3);
     EXPECT_EQ(look(requestFor(server, {Flag::DisallowHttps})->perform(0)).error,
               ErrInvalidArgument);
-    EXPECT_EQ(look(requestFor(server)->perform(0)).error, ErrInvalidArgument);
-    EXPECT_EQ(look(requestFor(server)->perform(0)).error, ErrInvalidArgument);
-    EXPECT_EQ(log.texts(), (std::vector<std::string>{
-                               "HTTPS is not allowed",
-                               "Unsupported protocol: " + plain(server.url("/")),  // as it was set
-                               "Failed to split URL: http://h:x/"}));
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"HTTPS is not allowed"});
     const Ref<Request> bound = requestFor(server)->setHost(str("127.0.0.1"));
     bound->setPort(server.port())->setPath(str("/fixed"));
     EXPECT_EQ(look(bound->perform(0)).url, "http://other:1/p");
-    EXPECT_EQ(server.received(4), defaultHead("/fixed"));
+    EXPECT_EQ(server.received(2), defaultHead("/fixed"));
 }
 
 TEST(Redirect, SendsTheBodyAgainWhenTheSourceRewinds) {
-    const Step again = Send{redirectTo("/b", "Content-Length: 0\r\n")};
-    ScriptedServer server{ReadHead{}, ExpectExactly{"abc"},
-                          again,      NextConnection{},
-                          ReadHead{}, ExpectExactly{"abc"},
-                          Send{Ok},   NextConnection{},
-                          ReadHead{}, ExpectExactly{"abc"},
-                          again,      NextConnection{},
-                          ReadHead{}, Send{Ok}};
+    ScriptedServer server{
+        ReadHead{},       ExpectExactly{"abc"}, Send{redirectTo("/b", "Content-Length: 0\r\n")},
+        NextConnection{}, ReadHead{},           ExpectExactly{"abc"},
+        Send{Ok}};
     ProgressRecorder progress;
     const Ref<Request> rewinding = requestFor(server)->setBody(MemInStrm::create("abc"));
     rewinding->setUploadProgressCallback(progress.callback());
     EXPECT_TRUE(rewinding->perform(0));
     EXPECT_EQ(progress.fractions(), (std::vector<double>{0.0, 0.0, 1.0, 0.0, 1.0}));
-    // A source that stays at its end has nothing more to send; the announced length stays.
-    EXPECT_TRUE(requestFor(server)->setBody(ScriptedBody::create({.bytes = "abc"}))->perform(0));
-    EXPECT_NE(server.received(3).find("Content-Length: 3\r\n"), std::string::npos);
-    EXPECT_TRUE(server.received(3).ends_with("\r\n\r\n"));
     EXPECT_TRUE(server.finished()) << server.report();
 }
 

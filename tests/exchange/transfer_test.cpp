@@ -59,23 +59,6 @@ TEST(Upload, GoesInFragments) {
     }
 }
 
-TEST(Upload, OfTheHostsSourcesGoesInFullFragments) {
-    for (const std::size_t size : {Fragment, Fragment + 1}) {
-        const std::string bytes(size, 'x');
-        const TemporaryFile file(bytes);
-        for (const auto& source :
-             {MemInStrm::borrow(bytes.data(), size), FileStrm::openForReading(str(file.path()))}) {
-            ScriptedServer server{ReadHead{}, ReadBody{size}, Ok};
-            const LogCapture log;
-            EXPECT_TRUE(requestFor(server, {Flag::Verbose})->setBody(source)->perform(0));
-            EXPECT_TRUE(log.has(1, "HTTP Client",
-                                "Sending request body fragment of size 100000h (1048576)"));
-            EXPECT_EQ(log.has(1, "HTTP Client", "Sending request body fragment of size 1h (1)"),
-                      size > Fragment);
-        }
-    }
-}
-
 TEST(Upload, OfNothingSendsTheHeadAlone) {
     for (const Ref<ScriptedBody>& body :
          {ScriptedBody::create({}), ScriptedBody::create({.bytes = "abc", .position = 3})}) {
@@ -101,7 +84,7 @@ TEST(Upload, OfADrainedSourceIsAnnouncedAndNotSent) {
 
 TEST(Upload, ThatRunsDryFails) {
     for (const MapMode mode : {MapMode::NotSupported, MapMode::Maps}) {
-        ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}, Close{}};
+        ScriptedServer server{ReadHead{}, ExpectExactly{"abc"}};
         const LogCapture log(3, 0x999);
         const Ref<ScriptedBody> body =
             ScriptedBody::create({.bytes = "abcde", .dryAfter = 3, .code = 0x666, .map = mode});
@@ -113,19 +96,6 @@ TEST(Upload, ThatRunsDryFails) {
         EXPECT_EQ(body->referenceCount(), 1U);
         EXPECT_TRUE(server.finished()) << server.report();
     }
-}
-
-TEST(Upload, ToAServerThatIsGoneFails) {
-    // More than the buffers of both ends take: some write must meet the reset.
-    const Ref<Interfaces::Stripe> body = MemInStrm::create(std::string(64U << 20U, 'x'));
-    ScriptedServer server{ReadHead{}, Reset{}};
-    const LogCapture log(3);
-    EXPECT_EQ(look(requestFor(server)->setBody(body)->perform(0)).error, ErrTransfer);
-    const std::vector<std::string> texts = log.texts();
-    ASSERT_EQ(texts.size(), 1U);
-    EXPECT_TRUE(texts[0] == "Failed to write data; error: " + hexDec(ErrHostBase + ECONNRESET) ||
-                texts[0] == "Failed to write data; error: " + hexDec(ErrHostBase + EPIPE))
-        << texts[0];
 }
 
 TEST(Progress, OfAnExchangeIsToldInOrder) {
@@ -157,7 +127,7 @@ TEST(Progress, OfADownloadDependsOnItsLength) {
         {"HTTP/1.1 200\r\n", {0.0}},
     };
     for (const auto& [bytes, fractions] : cases) {
-        ScriptedServer server{ReadHead{}, Send{bytes}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{bytes}};
         ProgressRecorder progress;
         (void)requestFor(server)->setDownloadProgressCallback(progress.callback())->perform(0);
         EXPECT_EQ(progress.fractions(), fractions) << bytes;
@@ -210,34 +180,6 @@ TEST(Cancel, IsAskedAfterEveryPieceAndTakesOneTrueValueOnly) {
     }
 }
 
-/// Takes itself, the body and the other callbacks out of its request when it is called.
-class Leaving final : public Object, public virtual ProgressCallback {
-public:
-    void progress(double fraction) override {
-        if (fraction > from) {
-            request->setUploadProgressCallback(nullptr)->setDownloadProgressCallback(nullptr);
-            request->setBody(nullptr)->setCancelQuery(nullptr);
-        }
-    }
-    Request* request = nullptr;
-    double from = 0;
-};
-
-TEST(Progress, MayTakeTheCallbacksAndTheBodyAway) {
-    for (const double from : {-1.0, 0.0}) {
-        ScriptedServer server{ReadHead{}, Send{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab"}};
-        const Ref<Request> request = requestFor(server)->setBody(MemInStrm::create("body"));
-        Ref<Leaving> callback = Ref<Leaving>::make();
-        callback->request = request.get();
-        callback->from = from;
-        const CancelStub cancel(1);
-        request->setCancelQuery(cancel.query())->setCancelArgument(7);
-        request->setUploadProgressCallback(callback)->setDownloadProgressCallback(callback);
-        callback.reset();
-        EXPECT_EQ(look(request->perform(0)).body, "ab");
-    }
-}
-
 TEST(Mapping, OfAnOutputStreamIsHandedBackOnceOnEveryWayOut) {
     struct Case {
         const char* name;
@@ -256,7 +198,7 @@ TEST(Mapping, OfAnOutputStreamIsHandedBackOnceOnEveryWayOut) {
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(row.name);
-        ScriptedServer server{ReadHead{}, Send{row.answer}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{row.answer}};
         const MappingSink output(row.room);
         EXPECT_EQ(look(requestFor(server)->perform(output.stream(), 0)).error, row.error);
         EXPECT_EQ(output.mapping().offered(), std::vector<std::size_t>{Fragment});
@@ -284,7 +226,7 @@ TEST(Mapping, ThatFailsIsAWarningAndPlainMemoryServes) {
 
 TEST(Output, ThatTakesLessThanItIsGivenFails) {
     for (const std::uint64_t room : {0U, 3U, 4U}) {
-        ScriptedServer server{ReadHead{}, FiveBytes, Close{}};
+        ScriptedServer server{ReadHead{}, FiveBytes};
         const LogCapture log(3, 0x999);
         const FailingSink output(room, 0x123);
         EXPECT_EQ(look(requestFor(server)->perform(output.stream(), 0)).error, ErrTransfer);
@@ -321,43 +263,6 @@ TEST(Trace, OfAVerboseExchangeIsCompleteAndInOrder) {
                                     "Invalid HTTP header entry: none", "No new location provided"));
     EXPECT_NE(dumps.find("GET / HTTP/1.0.."), std::string::npos) << dumps;
     EXPECT_NE(dumps.find("61 62 63"), std::string::npos) << dumps;
-}
-
-TEST(Trace, IsSilentWithoutTheFlagOrTheLevel) {
-    for (const auto& [flag, level] :
-         {std::pair(Flag::NoRedirect, 1U), std::pair(Flag::Verbose, 2U)}) {
-        ScriptedServer server{ReadHead{}, ReadBody{3}, FiveBytes};
-        const LogCapture log(level);
-        EXPECT_TRUE(requestFor(server, {flag})->setBody(MemInStrm::create("abc"))->perform(0));
-        EXPECT_EQ(log.texts(), std::vector<std::string>{});
-    }
-}
-
-TEST(Exchange, GivesEveryReferenceBack) {
-    const MappingSink output;
-    ProgressRecorder progress;
-    const CancelStub cancel(99);
-    const Ref<ScriptedBody> body =
-        ScriptedBody::create({.bytes = "abc", .map = MapMode::Maps, .rewinds = true});
-    ScriptedServer server{ReadHead{}, ReadBody{3}, FiveBytes, NextConnection{},
-                          ReadHead{}, ReadBody{3}, Reset{}};
-    const Ref<String> url = server.url("/");
-    Ref<Request> request = Request::create({})->setUrl(url)->setBody(body);
-    request->setCancelQuery(cancel.query())->setCancelArgument(1);
-    request->setUploadProgressCallback(progress.callback());
-    request->setDownloadProgressCallback(progress.callback());
-    for (const bool good : {true, false}) {
-        EXPECT_EQ(static_cast<bool>(request->perform(output.stream(), 0)), good);
-        EXPECT_EQ(output.references(), 1U);
-        EXPECT_EQ(body->referenceCount(), 2U);
-        EXPECT_EQ(progress.references(), 3U);
-        EXPECT_EQ(cancel.references(), 2U);
-        EXPECT_EQ(url->referenceCount(), 2U);
-        EXPECT_EQ(request->referenceCount(), 1U);
-    }
-    request.reset();
-    EXPECT_EQ(body->referenceCount() + progress.references() + cancel.references(), 3U);
-    EXPECT_EQ(url->referenceCount(), 1U);
 }
 
 }  // namespace

@@ -29,10 +29,6 @@ const std::string LargeBody(std::size_t{2500} * 1024, 'x');  // grows into huge 
 const std::string SmallBody(std::size_t{100} * 1024, 'y');
 const std::string UploadBody(std::size_t{1200} * 1024, 'z');  // more than one fragment
 
-std::string answer(const std::string& body) {
-    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
 std::string redirect(const std::string& where) {
     return "HTTP/1.1 302 Found\r\nLocation: " + where + "\r\nContent-Length: 0\r\n\r\n";
 }
@@ -50,12 +46,12 @@ std::string handle(const std::string& request) {
         return "HTTP/1.1 200 OK\r\nno field\r\nnor this\r\nContent-Length: 2\r\n\r\nok";
     }
     if (path == "/l") {
-        return answer(LargeBody);
+        return okResponse(LargeBody);
     }
     if (path == "/s") {
-        return answer(SmallBody);
+        return okResponse(SmallBody);
     }
-    return answer("got " + digest(request.substr(request.find("\r\n\r\n") + 4)));
+    return okResponse("got " + digest(bodyOf(request)));
 }
 
 /// The server of all scenarios of this program.

@@ -8,7 +8,6 @@
 #include "tests/faults/promises.hpp"
 #include "tests/faults/walk.hpp"
 #include "tests/support/host_faults.hpp"
-#include "tests/tls/live_objects.hpp"
 #include "tests/tls/openssl_faults.hpp"
 #include "tests/tls/tls_server.hpp"
 
@@ -24,30 +23,20 @@ const bool isSetUp = [] {
     return true;
 }();
 
-const Certificate& root() {
-    static const Certificate made = Certificate::selfSigned(authority("Root"));
-    return made;
-}
-
 /// Answers with the size of the body that came.
 std::string handle(const std::string& request) {
-    return okResponse("got " + digest(request.substr(request.find("\r\n\r\n") + 4)));
+    return okResponse("got " + digest(bodyOf(request)));
 }
 
 /// A server whose certificate has this name, under a root that is trusted.
 class NamedServer {
 public:
     explicit NamedServer(const std::string& name)
-        : server_({.chain = chainFor(name), .threads = 2}, handle) {}
+        : server_({.chain = trustedChain("DNS:" + name), .threads = 2}, handle) {}
     /// Answers its URL, by the name "localhost".
     [[nodiscard]] Ref<String> url() const { return server_.url("/"); }
 
 private:
-    static Chain chainFor(const std::string& name) {
-        trustOnly({root()});
-        return {root().issue({.names = {"DNS:" + name}})};
-    }
-
     TlsServer server_;
 };
 
@@ -66,17 +55,10 @@ Result performCleanly(const Ref<Request>& request) {
 }
 
 std::vector<Counter> sslCounters() {
-    return {{"SSL contexts", [] { return liveObjects().contexts; }},
-            {"SSL connections", [] { return liveObjects().connections; }},
-            {"BIOs", [] { return liveObjects().bios; }},
-            {"OpenSSL's blocks", liveSslBlocks}};
+    return {{"OpenSSL's blocks", liveSslBlocks}};
 }
 
 class TlsFaultWalk : public testing::Test {
-protected:
-    TlsFaultWalk() { (void)liveObjects(); }  // counts from here on
-
-private:
     ScopedLimits limits_{5000, 15000};
 };
 

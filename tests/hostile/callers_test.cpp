@@ -63,7 +63,7 @@ TEST(OddBody, IsAnnouncedAsItIsAndNeverReadBeyond) {
         const std::string length = row.announced != nullptr
                                        ? "Content-Length: " + std::string(row.announced) + "\r\n"
                                        : "";
-        ScriptedServer server{ReadHead{}, ExpectExactly{row.sent}, row.ok ? Ok : Send{""}, Close{}};
+        ScriptedServer server{ReadHead{}, ExpectExactly{row.sent}, row.ok ? Ok : Send{""}};
         const LogCapture log(3);
         const Ref<Request> request = requestFor(server, {Flag::NoDefaultUserAgent});
         const Seen seen = look(request->setBody(Ref<OddBody>::make(row.body))->perform(0));
@@ -120,14 +120,9 @@ Ref<Request> requestWith(const Ref<Supplied>& supplied, const Ref<String>& url) 
     return request->setCancelQuery(supplied)->setCancelArgument(1);
 }
 
-std::string answerOf(std::string_view body) {
-    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
-           std::string(body);
-}
-
 /// Answers the request's own body.
 std::string echo(const std::string& request) {
-    return answerOf(request.substr(request.find("\r\n\r\n") + 4));
+    return okResponse(bodyOf(request));
 }
 
 TEST(Callback, MayPerformAnotherRequest) {
@@ -244,7 +239,7 @@ TEST(Caller, MayGiveAUrlOfAnyLength) {
 }
 
 TEST(Caller, MayPerformTheSameRequestAgainAndAgain) {
-    const AnsweringServer server([](const std::string& request) { return answerOf(request); }, 1);
+    const AnsweringServer server(okResponse, 1);
     for (const Ref<Interfaces::Stripe>& body :
          {Ref<Interfaces::Stripe>(), MemInStrm::create("body")}) {
         const Ref<Request> request = Request::create()->setUrl(server.url("/"))->setBody(body);

@@ -42,11 +42,8 @@ std::ptrdiff_t mappings() {
 }
 
 TEST(Unloading, LeavesOpenSslAndTheHostUsable) {
-    const std::string answer = okResponse("x");
-    const AnsweringServer plainServer([](const std::string&) { return okResponse("x"); }, 1);
-    const Certificate root = Certificate::selfSigned(authority("Root"));
-    trustOnly({root});
-    const TlsServer tlsServer({.chain = {root.issue({.names = {"DNS:localhost"}})}}, answer);
+    const AnsweringServer plainServer(okResponse, 1);
+    const TlsServer tlsServer({.chain = trustedChain()}, okResponse);
     const auto use = [&](bool onNewThread) {
         return loadUseUnload(plainServer.port(), tlsServer.port(), onNewThread);
     };

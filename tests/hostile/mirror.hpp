@@ -17,12 +17,6 @@ public:
     [[nodiscard]] std::vector<Ref<String>> urls() const { return {plain_.url("/"), tls_.url("/")}; }
 
 private:
-    static Chain trustedChain() {
-        const Certificate root = Certificate::selfSigned(authority("Root"));
-        trustOnly({root});
-        return {root.issue({.names = {"DNS:localhost"}})};
-    }
-
     AnsweringServer plain_;
     TlsServer tls_;
 };

@@ -93,7 +93,7 @@ TEST_F(Records, OfHostileCallersAreOneLineEach) {
 }
 
 TEST_F(Records, OfHostileRequestsAreOneLineEach) {
-    ScriptedServer server{ReadHead{}, Close{}};
+    ScriptedServer server{ReadHead{}};
     const std::string errors = standardErrorOf([&] {
         const Ref<Request> request = requestFor(server, {Flag::Verbose}, ("/" + Line).c_str());
         request->setMethod(Line + Evil)->setHeaderField("N" + Line, Evil);
@@ -108,7 +108,7 @@ TEST_F(Records, OfHostileServersAreOneLineEach) {
         answer.append(text).append("\r\nN").append(Evil).append(": ").append(text);
         answer.append("\r\n").append(text).append("\r\nContent-Length: ").append(text);
         answer.append("\r\n\r\n");
-        ScriptedServer server{ReadHead{}, Send{answer}, Close{}};
+        ScriptedServer server{ReadHead{}, Send{answer}};
         const std::string errors =
             standardErrorOf([&] { EXPECT_TRUE(requestFor(server, {Flag::Verbose})->perform(0)); });
         EXPECT_GE(expectRecords(errors), 4U);

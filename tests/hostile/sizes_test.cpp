@@ -82,7 +82,7 @@ TEST(EndlessHead, OfOneNameTakesNoMemory) {
     const std::uint64_t size = shortOrLong(16 * MiB, 1024 * MiB);
     for (const auto& [line, fields] : lines) {
         SCOPED_TRACE(line);
-        ScriptedServer server{ReadHead{}, Send{Ok}, bytesOf(line, size), Close{}};
+        ScriptedServer server{ReadHead{}, Send{Ok}, bytesOf(line, size)};
         const LogCapture quiet(5);
         const Bounds bounds({.bytes = 4 * MiB, .seconds = isLongForm() ? 600.0 : 10.0});
         const Seen seen = look(requestFor(server)->perform(0));
@@ -121,7 +121,7 @@ TEST(AnnouncedLength, ReservesNothing) {
     const std::uint64_t sent = shortOrLong(8, 1024) * MiB;
     for (const std::uint64_t length : {std::uint64_t{1} << 40U, UINT64_MAX - 1}) {
         const std::string head = Ok + "Content-Length: " + std::to_string(length) + "\r\n\r\n";
-        ScriptedServer server{ReadHead{}, Send{head}, bytesOf("body", sent), Close{}};
+        ScriptedServer server{ReadHead{}, Send{head}, bytesOf("body", sent)};
         const LogCapture log(4);
         const Bounds bounds({.bytes = sent + sent / 4 + 8 * MiB,
                              .seconds = isLongForm() ? 60.0 : 10.0,

@@ -5,14 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <clocale>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <locale>
-#include <thread>
 
 #include <pthread.h>
 #include <sys/mman.h>
@@ -42,33 +40,6 @@ namespace Libraries::Networks::HTTP::Client {
 namespace {
 
 constexpr int Good = 7;  // an exit status that nothing else ends with
-
-/// Sends this thread signals as long as it lives, whose handler does not ask for restarts.
-class Disturbance {
-public:
-    Disturbance() : target_(pthread_self()) {
-        struct sigaction action = {};
-        action.sa_handler = [](int) {};
-        sigaction(SIGUSR1, &action, nullptr);
-        thread_ = std::thread([this] {
-            while (!done_) {
-                pthread_kill(target_, SIGUSR1);
-                usleep(5000);
-            }
-        });
-    }
-    Disturbance(const Disturbance&) = delete;
-    Disturbance& operator=(const Disturbance&) = delete;
-    ~Disturbance() {
-        done_ = true;
-        thread_.join();
-    }
-
-private:
-    pthread_t target_;
-    std::atomic<bool> done_{false};
-    std::thread thread_;
-};
 
 TEST(Clock, ThatJumpsChangesNeitherExchangesNorLimits) {
     const Mirrors mirrors;

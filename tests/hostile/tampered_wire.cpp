@@ -10,17 +10,6 @@
 
 namespace {
 
-bool sendAll(int number, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = send(number, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (count <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
-}
-
 /// Answers what is there to receive; nothing at the end or after a failure.
 std::string receiveSome(int number) {
     std::array<char, 65536> buffer;

@@ -34,12 +34,6 @@ public:
     }
 
 private:
-    static const Chain& trustedChain() {
-        static const Certificate root = Certificate::selfSigned(authority("Root"));
-        static const Chain chain = {root.issue({.names = {"DNS:localhost"}})};
-        trustOnly({root});
-        return chain;
-    }
     TlsServer server_;
     TamperedWire wire_;
 };

@@ -17,7 +17,6 @@ public:
         return callback_;
     }
     [[nodiscard]] const std::vector<double>& fractions() const { return callback_->fractions; }
-    [[nodiscard]] std::uint32_t references() const { return callback_->referenceCount(); }
 
 private:
     class Callback final : public Object,
@@ -54,7 +53,6 @@ public:
     [[nodiscard]] std::uint64_t argument() const { return query_->argument; }
     /// Tells whether every call came with empty lists.
     [[nodiscard]] bool listsWereEmpty() const { return query_->listsWereEmpty; }
-    [[nodiscard]] std::uint32_t references() const { return query_->referenceCount(); }
 
 private:
     class Stub final : public Object, public virtual Query {

@@ -67,8 +67,6 @@ public:
     [[nodiscard]] const Treatment& treatment() const noexcept { return treatment_; }
     /// Answers how many variants the call knows; 0 when it was not reached.
     [[nodiscard]] unsigned variants() const noexcept;
-    /// Answers how many calls were counted.
-    [[nodiscard]] unsigned calls() const noexcept { return calls_; }
 
     Treatment visit(const Kind& kind) noexcept;
 

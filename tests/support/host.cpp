@@ -1,6 +1,8 @@
 #include "tests/support/host.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +13,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -125,6 +128,39 @@ int descriptorTo(std::uint16_t port) {
         }
     }
     return -1;
+}
+
+Disturbance::Disturbance() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    thread_ = std::thread([this, target = pthread_self()] {
+        while (!done_) {
+            pthread_kill(target, SIGUSR1);
+            usleep(200);
+        }
+    });
+}
+
+Disturbance::~Disturbance() {
+    done_ = true;
+    thread_.join();
+}
+
+bool sendAll(int connection, std::string_view bytes, std::size_t piece,
+             std::chrono::milliseconds pause) {
+    while (!bytes.empty()) {
+        const ssize_t count =
+            send(connection, bytes.data(), std::min(piece, bytes.size()), MSG_NOSIGNAL);
+        if (count <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+        if (pause.count() != 0) {
+            std::this_thread::sleep_for(pause);
+        }
+    }
+    return true;
 }
 
 std::size_t openDescriptors() {

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -109,6 +112,24 @@ private:
 
 /// Answers this process's end of a connection to a port of 127.0.0.1; -1: there is none.
 int descriptorTo(std::uint16_t port);
+
+/// Sends the thread that makes it signals, whose handler does not ask for restarts, as long as it lives.
+class Disturbance {
+public:
+    Disturbance();
+    Disturbance(const Disturbance&) = delete;
+    Disturbance& operator=(const Disturbance&) = delete;
+    ~Disturbance();
+
+private:
+    std::atomic<bool> done_{false};
+    std::thread thread_;
+};
+
+/// Sends all bytes, so many at a time and with a pause behind each. @return False when the peer takes
+/// no more.
+bool sendAll(int connection, std::string_view bytes, std::size_t piece = SIZE_MAX,
+             std::chrono::milliseconds pause = {});
 
 /// Answers how many descriptors this process has open.
 std::size_t openDescriptors();

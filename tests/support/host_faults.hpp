@@ -63,8 +63,8 @@ private:
     Call call_;
 };
 
-/// Gives sends or receives of this thread the given sizes at most, call after call, then lets them
-/// be. A receive waits until its piece is complete or the peer has ended.
+/// Gives receives of this thread the given sizes at most, call after call, then lets them be. A
+/// receive waits until its piece is complete or the peer has ended.
 class Pieces {
 public:
     Pieces(Call call, std::vector<std::size_t> sizes);

@@ -76,13 +76,6 @@ bool LogCapture::hasFailure(std::string_view prefix) const {
     });
 }
 
-std::size_t LogCapture::count(std::string_view prefix) const {
-    const std::vector<Record> all = records();
-    return static_cast<std::size_t>(
-        std::count_if(all.begin(), all.end(),
-                      [&](const Record& record) { return record.text.starts_with(prefix); }));
-}
-
 void LogCapture::clear() {
     const std::lock_guard lock(collected().mutex);
     collected().records.clear();

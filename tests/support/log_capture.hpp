@@ -35,8 +35,6 @@ public:
                            std::string_view text) const;
     /// Tells whether a failure (level 4) begins with the text.
     [[nodiscard]] bool hasFailure(std::string_view prefix) const;
-    /// Answers the number of records that begin with the text, of whatever level.
-    [[nodiscard]] std::size_t count(std::string_view prefix) const;
     /// Forgets what was collected.
     void clear();
 

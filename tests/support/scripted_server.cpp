@@ -27,24 +27,11 @@ Received receiveInto(std::string& bytes, int connection, const StopSignal& stop)
     return count > 0 ? Received::Bytes : count == 0 ? Received::End : Received::Failure;
 }
 
-/// Sends all bytes; a client that takes nothing for as long as a wait may last is a failure.
-bool sendAll(int connection, std::string_view bytes, std::size_t piece,
-             std::chrono::milliseconds pause = {}) {
+/// A client that takes nothing for as long as a wait may last is a failure.
+void limitSends(int connection) {
     timeval limit = {};
     limit.tv_sec = WaitMilliseconds / 1000;
     (void)setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
-    while (!bytes.empty()) {
-        const ssize_t count =
-            send(connection, bytes.data(), std::min(piece, bytes.size()), MSG_NOSIGNAL);
-        if (count <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-        if (pause.count() != 0) {
-            std::this_thread::sleep_for(pause);
-        }
-    }
-    return true;
 }
 
 /// Waits until the client's host has all that was sent: a reset drops what is still on its way.
@@ -55,17 +42,6 @@ void awaitDelivery(int connection) {
            std::chrono::steady_clock::now() < end) {
         std::this_thread::yield();
     }
-}
-
-std::size_t announcedLength(std::string_view head) {
-    constexpr std::string_view name = "Content-Length: ";
-    const std::size_t at = head.find(name);
-    std::size_t length = 0;
-    if (at != std::string_view::npos) {
-        const std::string_view digits = head.substr(at + name.size());
-        std::from_chars(digits.data(), digits.data() + digits.size(), length);
-    }
-    return length;
 }
 
 Ref<String> loopbackUrl(std::uint16_t port, std::string_view path) {
@@ -219,10 +195,6 @@ bool ScriptedServer::perform(const Ignore&) {
     return true;
 }
 
-bool ScriptedServer::perform(const Shutdown&) {
-    return shutdown(connection_.number(), SHUT_WR) == 0 || fail("cannot end the connection");
-}
-
 bool ScriptedServer::perform(const Close&) {
     (void)shutdown(connection_.number(), SHUT_WR);  // a client that is gone already is no failure
     const bool ended = awaitEnd();
@@ -256,6 +228,7 @@ bool ScriptedServer::perform(const NextConnection&) {
         return fail("no client connected");
     }
     connection_ = listener_.accept();
+    limitSends(connection_.number());
     received_.emplace_back();
     consumed_ = 0;
     return static_cast<bool>(connection_) || fail("accept");
@@ -272,6 +245,26 @@ void ScriptedServer::refuseFurtherConnections() {
         perform(Reset{});
         fail("a connection beyond the script");
     }
+}
+
+bool isWholeRequest(std::string_view bytes) {
+    constexpr std::string_view name = "Content-Length: ";
+    const std::size_t head = bytes.find("\r\n\r\n");
+    const std::size_t at = bytes.find(name);
+    std::size_t length = 0;
+    if (at < head) {
+        const std::string_view digits = bytes.substr(at + name.size());
+        std::from_chars(digits.data(), digits.data() + digits.size(), length);
+    }
+    return head != std::string_view::npos && bytes.size() >= head + 4 + length;
+}
+
+std::string bodyOf(const std::string& request) {
+    return request.substr(request.find("\r\n\r\n") + 4);
+}
+
+std::string okResponse(const std::string& body) {
+    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
 AnsweringServer::AnsweringServer(std::function<std::string(const std::string&)> handler,
@@ -306,14 +299,13 @@ void AnsweringServer::run() {
 
 void AnsweringServer::serve(int connection) {
     std::string request;
-    std::size_t head = std::string::npos;
-    while (head == std::string::npos || request.size() < head + 4 + announcedLength(request)) {
+    while (!isWholeRequest(request)) {
         if (receiveInto(request, connection, stop_) != Received::Bytes) {
             return;
         }
-        head = request.find("\r\n\r\n");
     }
-    if (sendAll(connection, handler_(request), SIZE_MAX)) {
+    limitSends(connection);
+    if (sendAll(connection, handler_(request))) {
         (void)shutdown(connection, SHUT_WR);
         while (receiveInto(request, connection, stop_) == Received::Bytes) {
         }

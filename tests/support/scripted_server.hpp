@@ -47,8 +47,6 @@ struct Generate {
 struct Hold {};
 /// Reads and sends nothing until the test is over, or for as long as a wait may last.
 struct Ignore {};
-/// Ends the server's direction only; the script goes on.
-struct Shutdown {};
 /// Ends the server's direction, reads until the client has ended its own, and closes.
 struct Close {};
 /// Breaks the connection off, so that the client's receive fails with ECONNRESET.
@@ -57,7 +55,7 @@ struct Reset {};
 struct NextConnection {};
 
 using Step = std::variant<Expect, ExpectExactly, ReadHead, ReadBody, Send, Generate, Hold, Ignore,
-                          Shutdown, Close, Reset, NextConnection>;
+                          Close, Reset, NextConnection>;
 
 /// A server on 127.0.0.1 that plays a script to one client connection after another.
 ///
@@ -101,7 +99,6 @@ private:
     bool perform(const Generate& step);
     bool perform(const Hold& step);
     bool perform(const Ignore& step);
-    bool perform(const Shutdown& step);
     bool perform(const Close& step);
     bool perform(const Reset& step);
     bool perform(const NextConnection& step);
@@ -128,6 +125,13 @@ private:
     bool ended_ = false;
     std::thread thread_;  // last: it uses all of the above
 };
+
+/// Tells whether bytes hold a whole request: a head, and as much of a body as that announces.
+bool isWholeRequest(std::string_view bytes);
+/// Answers what stands behind the head of a request.
+std::string bodyOf(const std::string& request);
+/// Answers a response of status 200 with the body's length.
+std::string okResponse(const std::string& body);
 
 /// A server that answers any number of connections, several at once: it reads one request and its
 /// announced body, sends the handler's answer and closes.

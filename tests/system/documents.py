@@ -121,40 +121,29 @@ def mutation_faults(root, listed):
 
 
 def self_check(root):
+    """Each check is content with what is right, and with nothing that is wrong."""
     sources = 'record << "Failed to a "; trace("Done");'
-    if list(record_faults("| `Failed to a …` |", sources)):
-        sys.exit("the check itself is broken")
-    for page in ("| nothing |", "| `Failed to a …` | `Failed to b` |"):
-        if not list(record_faults(page, sources)):
-            sys.exit("the check itself is broken: " + page)
-    tests = ['TEST_P(A, B) {\n{"Row", 1}', "class A(B):\n    def test_c(self):\n", "system_test(d e)"]
-    if list(property_faults("1. a\n   Held by `A.B`, `A.B/Row`.\n\nend", tests)):
-        sys.exit("the check of properties is broken")
-    for page in ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n"):
-        if not list(property_faults(page, tests)):
-            sys.exit("the check of properties is broken: " + page)
-    twice = [tests[0] + '\n}\nTEST_P(A, C) {\n{"Row", 2}']
-    if not list(property_faults("1. Held by `A.B/Row`.\n", twice)):
-        sys.exit("the check of properties is broken: a row in two tables")
+    tests = ['TEST_P(A, B) {\n{"Row", 1}', "class A(B):\n    def test_c(self):\n",
+             'TEST_P(T, B) {\n{"Row", 1}\n}\nTEST_P(T, C) {\n{"Row", 2}', "system_test(d e)"]
     head = "| what | test |\n|---|---|\n"
-    if list(row_faults(head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n| a | `d` |", tests)):
-        sys.exit("the check of rows is broken")
-    for page in ("none", head, head + "| a | b |", head + "| `A.B` | |", head + "| a | `A.C` |",
-                 head + "| a | `A.test_d` |", head + "| a | `e` |"):
-        if not list(row_faults(page, tests)):
-            sys.exit("the check of rows is broken: " + page)
     groups = '    [build]="g++ cmake"\n    [lint]="cmake doxygen"\n'
-    if list(package_faults("`doxygen` `g++`, `cmake`", groups)):
-        sys.exit("the check of packages is broken")
-    for page, listed in (("`g++` `cmake`", groups), ("`g++-12`, cmake, `doxygen`", groups), ("`g++`", "")):
-        if not list(package_faults(page, listed)):
-            sys.exit("the check of packages is broken: " + page)
-    readme = "README.md: a fault\n"
-    if list(mutation_faults(root, readme + "-# nethttp\n\nREADME.md: another\n-  # nethttp\n+#")):
-        sys.exit("the check of mutations is broken")
-    for listed in ("# none", readme + "+a", readme + "-e", readme + "-no such line", "no.md: a\n-a"):
-        if not list(mutation_faults(root, listed)):
-            sys.exit("the check of mutations is broken: " + listed)
+    fault = "README.md: a fault\n"
+    for check, good, wrong in (
+            (lambda page: record_faults(page, sources), "| `Failed to a …` |",
+             ("| nothing |", "| `Failed to a …` | `Failed to b` |")),
+            (lambda page: property_faults(page, tests), "1. a\n   Held by `A.B`, `A.B/Row`.\n\nend",
+             ("none", "1. a\n", "1. a `A.B`\n", "1. Held by `A.C`.\n", "1. Held by `A.B/Line`.\n",
+              "1. Held by `T.B/Row`.\n")),
+            (lambda page: row_faults(page, tests), head + "| a | `A.B`, `A.B/Row`, `A.test_c` |\n| a | `d` |",
+             ("none", head, head + "| a | b |", head + "| `A.B` | |", head + "| a | `A.C` |",
+              head + "| a | `A.test_d` |")),
+            (lambda page: package_faults(page, groups), "`doxygen` `g++`, `cmake`",
+             ("`g++` `cmake`", "`g++-12`, cmake, `doxygen`")),
+            (lambda listed: mutation_faults(root, listed),
+             fault + "-# nethttp\n\nREADME.md: another\n-  # nethttp\n+#",
+             ("# none", fault + "+a", fault + "-e", fault + "-no such line", "no.md: a\n-a"))):
+        if list(check(good)) or not all(list(check(page)) for page in wrong):
+            sys.exit("the check itself is broken: " + good)
 
 
 def main():

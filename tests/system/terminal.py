@@ -59,14 +59,6 @@ def read_head(connection):
     return data
 
 
-def read_upload(connection):
-    rest = SIZE - len(read_head(connection).partition(b"\r\n\r\n")[2])
-    while rest > 0:
-        rest -= len(connection.recv(min(rest, 1 << 20)))
-        time.sleep(0.02)  # slow enough to be seen, and nothing depends on it
-    connection.sendall(HEAD % 0)
-
-
 def send_slowly(connection, head=HEAD % SIZE):
     read_head(connection)
     connection.sendall(head)
@@ -169,25 +161,6 @@ class TerminalTest(unittest.TestCase):
         self.assertTrue([state for state in states if re.fullmatch(
             r"Download [0-9.]+ MiB  [0-9.]+ MiB/s *", state)], states)
         self.assertRegex(states[-1], r"\ADownload 100%  24\.0 MiB  [0-9.]+ MiB/s *\n\Z")
-
-    def test_upload(self):
-        self.file.write_bytes(bytes(SIZE))
-        states = self.shown(80, read_upload, "-o", "/dev/null", "-T", self.file)
-        self.assertRegex(states[-1], r"\AUpload \[=+\] 100%  24\.0 MiB  .* in 0:[0-9]{2} *\n\Z")
-
-    def test_pipe_and_terminal_that_takes_the_body_show_no_bar(self):
-        with Server(send_slowly) as server:
-            result = subprocess.run([self.program, "-o", self.file, server.url], check=False,
-                                    capture_output=True)
-        self.assertEqual((result.returncode, result.stderr), (0, b""))
-
-        def answer(connection):
-            read_head(connection)
-            connection.sendall(HEAD % 4 + b"body")
-
-        with Server(answer) as server:
-            terminal = Terminal([self.program, server.url], 80)
-            self.assertEqual((terminal.end(), terminal.output), (0, "body"))
 
     def test_control_c_while_data_arrives(self):
         cancelled = threading.Event()

@@ -199,6 +199,12 @@ void trustOnly(const std::vector<Certificate>& roots, const std::string& more) {
     require(bundle.good(), "bundle");
 }
 
+Chain trustedChain(const std::string& name) {
+    const Certificate root = Certificate::selfSigned(authority("Root"));
+    trustOnly({root});
+    return {root.issue({.names = {name}})};
+}
+
 void removeTrustedRoots() {
     fs::remove(environmentFolder().bundle());
 }

@@ -64,6 +64,8 @@ using Chain = std::vector<Certificate>;
 ///
 /// @param more  Stands behind them in the bundle.
 void trustOnly(const std::vector<Certificate>& roots, const std::string& more = "");
+/// Makes a certificate with one name for a server, and its root the one that is trusted.
+Chain trustedChain(const std::string& name = "DNS:localhost");
 /// Takes the bundle of trusted roots away.
 void removeTrustedRoots();
 /// Answers where the bundle stands.

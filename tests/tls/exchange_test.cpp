@@ -4,7 +4,9 @@
 
 #include <thread>
 
+#include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <openssl/x509.h>
 
 #include "tests/support/bounds.hpp"
 #include "tests/tls/tls_server.hpp"
@@ -39,9 +41,14 @@ Options options(End end = End::CloseNotify) {
     return {.chain = goodChain(), .end = end};
 }
 
-/// Performs a GET; a code set before it shows whether the exchange left the thread's code alone.
+/// Performs a GET. Errors that the application leaves in OpenSSL's queue meanwhile are not the next read's.
 Seen get(const TlsServer& server, Flags flags = {}) {
-    return look(Request::create(flags)->setUrl(server.url("/f"))->perform(0));
+    const Ref<Request> request = Request::create(flags)->setUrl(server.url("/f"));
+    request->cancelWhen([] {
+        ERR_raise(ERR_LIB_X509, X509_R_KEY_VALUES_MISMATCH);
+        return false;
+    });
+    return look(request->perform(0));
 }
 
 struct EndCase {
@@ -163,27 +170,6 @@ TEST(TlsVersions, BelowOneTwoAreRefused) {
     }
 }
 
-TEST(TlsServerWithoutACertificate, IsNotSpokenTo) {
-    trustOnly({root()});
-    TlsServer server({.version = TLS1_2_VERSION}, "");
-    const LogCapture log;
-    EXPECT_EQ(get(server, {Flag::SslIgnoreInvalid}).error, ErrTransfer);
-}
-
-TEST(TlsRequest, IsSentWholeWithItsBody) {
-    TlsServer server(options(), [](const std::string& request) { return okResponse(request); });
-    std::string body(3 << 20, 'u');
-    body.back() = 'z';
-    const Seen seen = look(Request::create({})
-                               ->setUrl(server.url("/u"))
-                               ->setMethod(Request::Method::Put)
-                               ->setBody(MemInStrm::create(body))
-                               ->perform(0));
-    ASSERT_TRUE(seen.ok);
-    EXPECT_EQ(seen.body.substr(0, 20), "PUT /u HTTP/1.0\r\nCon");
-    EXPECT_TRUE(seen.body.ends_with("\r\n\r\n" + body));
-}
-
 std::string redirectTo(const Ref<String>& url) {
     return "HTTP/1.1 302 x\r\nLocation: " + plain(url) + "\r\nContent-Length: 0\r\n\r\n";
 }
@@ -303,25 +289,6 @@ TEST(TlsMany, ThreadsGetTheirOwnPolicysAnswer) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-}
-
-TEST(TlsMany, TwoThousandExchangesLeaveNothingBehind) {
-    const LogCapture quiet(5);
-    TlsServer good(options(), answerByPath);
-    TlsServer expired({.chain = expiredChain()}, answerByPath);
-    const AnsweringServer plainServer(answerByPath, 1);
-    for (unsigned i = 0; i < 16; ++i) {
-        exchangeNumber(i, good, expired, plainServer);  // what is made once is made here
-    }
-    const std::size_t before = openDescriptors();
-    for (unsigned i = 0; i < 2000; ++i) {
-        exchangeNumber(i, good, expired, plainServer);
-    }
-    // The servers may still be closing their sides of the last ones.
-    for (int i = 0; i < 1'000'000 && openDescriptors() > before; ++i) {
-        std::this_thread::yield();
-    }
-    EXPECT_LE(openDescriptors(), before);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include <dlfcn.h>
 #include <openssl/bio.h>
@@ -102,26 +103,24 @@ int errorNow(const Site& site) {
     return treatment.error;
 }
 
-/// The function that this program's own stands before.
-template <class Function>
-Function* next(Function*, const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-/// Makes a call that answers a pointer, or null in its place.
-template <class Work>
-auto orNull(const Site& site, Work work) -> decltype(work()) {
-    return errorNow(site) != 0 ? nullptr : work();
-}
-
-/// Makes a call that answers a number, or what tells of the failure in its place.
-template <class Work>
-auto orFailure(const Site& site, Work work) -> decltype(work()) {
+/// Makes a call by the function that this program's own stands before, or answers what tells of a
+/// failure in its place.
+template <class Result, class... Parameters, class... Arguments>
+Result call(Result (*)(Parameters...), const Site& site, Arguments... arguments) {
     const int error = errorNow(site);
     if (error == 0) {
-        return work();
+        return reinterpret_cast<Result (*)(Parameters...)>(
+            dlsym(RTLD_NEXT, kindOf(site.call).name))(arguments...);
     }
-    return error == AnswersNothing ? 0 : -1;
+    if (site.call == SslCall::ContextNew) {
+        ERR_raise(ERR_LIB_SSL, SSL_R_LIBRARY_HAS_NO_CIPHERS);
+        ERR_raise(ERR_LIB_SSL, ERR_R_MALLOC_FAILURE);
+    }
+    if constexpr (std::is_pointer_v<Result>) {
+        return nullptr;
+    } else {
+        return site.call == SslCall::VerifyResult ? error : error == AnswersNothing ? 0 : -1;
+    }
 }
 
 constinit std::atomic<long> blocks{0};
@@ -181,126 +180,101 @@ SslFault::~SslFault() {
 extern "C" {
 
 int BIO_get_new_index() {
-    return orFailure({SslCall::NewIndex, __builtin_return_address(0)},
-                     [&] { return next(BIO_get_new_index, "BIO_get_new_index")(); });
+    return call(BIO_get_new_index, {SslCall::NewIndex, __builtin_return_address(0)});
 }
 
 BIO_METHOD* BIO_meth_new(int type, const char* name) {
-    return orNull({SslCall::MethodNew, __builtin_return_address(0)},
-                  [&] { return next(BIO_meth_new, "BIO_meth_new")(type, name); });
+    return call(BIO_meth_new, {SslCall::MethodNew, __builtin_return_address(0)}, type, name);
 }
 
 int CRYPTO_get_ex_new_index(int kind, long number, void* pointer, CRYPTO_EX_new* made,
                             CRYPTO_EX_dup* copied, CRYPTO_EX_free* freed) {
-    return orFailure({SslCall::ExIndex, __builtin_return_address(0)}, [&] {
-        return next(CRYPTO_get_ex_new_index, "CRYPTO_get_ex_new_index")(kind, number, pointer, made,
-                                                                        copied, freed);
-    });
+    return call(CRYPTO_get_ex_new_index, {SslCall::ExIndex, __builtin_return_address(0)}, kind,
+                number, pointer, made, copied, freed);
 }
 
 BIO* BIO_new(const BIO_METHOD* method) {
-    return orNull({SslCall::BioNew, __builtin_return_address(0)},
-                  [&] { return next(BIO_new, "BIO_new")(method); });
+    return call(BIO_new, {SslCall::BioNew, __builtin_return_address(0)}, method);
 }
 
 int BIO_set_ex_data(BIO* bio, int index, void* data) {
-    return orFailure({SslCall::BioExData, __builtin_return_address(0)},
-                     [&] { return next(BIO_set_ex_data, "BIO_set_ex_data")(bio, index, data); });
+    return call(BIO_set_ex_data, {SslCall::BioExData, __builtin_return_address(0)}, bio, index,
+                data);
 }
 
 int BIO_read(BIO* bio, void* data, int size) {
-    return orFailure({SslCall::BioRead, __builtin_return_address(0)},
-                     [&] { return next(BIO_read, "BIO_read")(bio, data, size); });
+    return call(BIO_read, {SslCall::BioRead, __builtin_return_address(0)}, bio, data, size);
 }
 
 int OPENSSL_init_crypto(std::uint64_t options, const OPENSSL_INIT_SETTINGS* settings) {
-    return orFailure({SslCall::InitCrypto, __builtin_return_address(0)}, [&] {
-        return next(OPENSSL_init_crypto, "OPENSSL_init_crypto")(options, settings);
-    });
+    return call(OPENSSL_init_crypto, {SslCall::InitCrypto, __builtin_return_address(0)}, options,
+                settings);
 }
 
 int OPENSSL_init_ssl(std::uint64_t options, const OPENSSL_INIT_SETTINGS* settings) {
-    return orFailure({SslCall::InitSsl, __builtin_return_address(0)},
-                     [&] { return next(OPENSSL_init_ssl, "OPENSSL_init_ssl")(options, settings); });
+    return call(OPENSSL_init_ssl, {SslCall::InitSsl, __builtin_return_address(0)}, options,
+                settings);
 }
 
 SSL_CTX* SSL_CTX_new(const SSL_METHOD* method) {
-    if (errorNow({SslCall::ContextNew, __builtin_return_address(0)}) != 0) {
-        ERR_raise(ERR_LIB_SSL, SSL_R_LIBRARY_HAS_NO_CIPHERS);
-        ERR_raise(ERR_LIB_SSL, ERR_R_MALLOC_FAILURE);
-        return nullptr;
-    }
-    return next(SSL_CTX_new, "SSL_CTX_new")(method);
+    return call(SSL_CTX_new, {SslCall::ContextNew, __builtin_return_address(0)}, method);
 }
 
 int SSL_CTX_load_verify_locations(SSL_CTX* context, const char* file, const char* folder) {
-    return orFailure({SslCall::LoadBundle, __builtin_return_address(0)}, [&] {
-        return next(SSL_CTX_load_verify_locations, "SSL_CTX_load_verify_locations")(context, file,
-                                                                                    folder);
-    });
+    return call(SSL_CTX_load_verify_locations, {SslCall::LoadBundle, __builtin_return_address(0)},
+                context, file, folder);
 }
 
 SSL* SSL_new(SSL_CTX* context) {
-    return orNull({SslCall::SslNew, __builtin_return_address(0)},
-                  [&] { return next(SSL_new, "SSL_new")(context); });
+    return call(SSL_new, {SslCall::SslNew, __builtin_return_address(0)}, context);
 }
 
 int SSL_set1_host(SSL* ssl, const char* name) {
-    return orFailure({SslCall::SetHost, __builtin_return_address(0)},
-                     [&] { return next(SSL_set1_host, "SSL_set1_host")(ssl, name); });
+    return call(SSL_set1_host, {SslCall::SetHost, __builtin_return_address(0)}, ssl, name);
 }
 
 long SSL_ctrl(SSL* ssl, int command, long number, void* argument) {
-    return orFailure({SslCall::Control, __builtin_return_address(0)},
-                     [&] { return next(SSL_ctrl, "SSL_ctrl")(ssl, command, number, argument); });
+    return call(SSL_ctrl, {SslCall::Control, __builtin_return_address(0)}, ssl, command, number,
+                argument);
 }
 
 int SSL_connect(SSL* ssl) {
-    return orFailure({SslCall::Connect, __builtin_return_address(0)},
-                     [&] { return next(SSL_connect, "SSL_connect")(ssl); });
+    return call(SSL_connect, {SslCall::Connect, __builtin_return_address(0)}, ssl);
 }
 
 X509* SSL_get0_peer_certificate(const SSL* ssl) {
-    return orNull({SslCall::PeerCertificate, __builtin_return_address(0)}, [&] {
-        return next(SSL_get0_peer_certificate, "SSL_get0_peer_certificate")(ssl);
-    });
+    return call(SSL_get0_peer_certificate, {SslCall::PeerCertificate, __builtin_return_address(0)},
+                ssl);
 }
 
 long SSL_get_verify_result(const SSL* ssl) {
-    const int error = errorNow({SslCall::VerifyResult, __builtin_return_address(0)});
-    return error != 0 ? error : next(SSL_get_verify_result, "SSL_get_verify_result")(ssl);
+    return call(SSL_get_verify_result, {SslCall::VerifyResult, __builtin_return_address(0)}, ssl);
 }
 
 int SSL_read(SSL* ssl, void* data, int size) {
-    return orFailure({SslCall::Read, __builtin_return_address(0)},
-                     [&] { return next(SSL_read, "SSL_read")(ssl, data, size); });
+    return call(SSL_read, {SslCall::Read, __builtin_return_address(0)}, ssl, data, size);
 }
 
 int SSL_write(SSL* ssl, const void* data, int size) {
-    return orFailure({SslCall::Write, __builtin_return_address(0)},
-                     [&] { return next(SSL_write, "SSL_write")(ssl, data, size); });
+    return call(SSL_write, {SslCall::Write, __builtin_return_address(0)}, ssl, data, size);
 }
 
 int X509_NAME_print_ex(BIO* bio, const X509_NAME* name, int indent, unsigned long flags) {
-    return orFailure({SslCall::PrintName, __builtin_return_address(0)}, [&] {
-        return next(X509_NAME_print_ex, "X509_NAME_print_ex")(bio, name, indent, flags);
-    });
+    return call(X509_NAME_print_ex, {SslCall::PrintName, __builtin_return_address(0)}, bio, name,
+                indent, flags);
 }
 
 void* X509_get_ext_d2i(const X509* certificate, int nid, int* critical, int* index) {
-    return orNull({SslCall::Extension, __builtin_return_address(0)}, [&] {
-        return next(X509_get_ext_d2i, "X509_get_ext_d2i")(certificate, nid, critical, index);
-    });
+    return call(X509_get_ext_d2i, {SslCall::Extension, __builtin_return_address(0)}, certificate,
+                nid, critical, index);
 }
 
 int ASN1_STRING_to_UTF8(unsigned char** target, const ASN1_STRING* source) {
-    return orFailure({SslCall::ToUtf8, __builtin_return_address(0)}, [&] {
-        return next(ASN1_STRING_to_UTF8, "ASN1_STRING_to_UTF8")(target, source);
-    });
+    return call(ASN1_STRING_to_UTF8, {SslCall::ToUtf8, __builtin_return_address(0)}, target,
+                source);
 }
 
 int ASN1_TIME_to_tm(const ASN1_TIME* time, struct tm* parts) {
-    return orFailure({SslCall::ToTime, __builtin_return_address(0)},
-                     [&] { return next(ASN1_TIME_to_tm, "ASN1_TIME_to_tm")(time, parts); });
+    return call(ASN1_TIME_to_tm, {SslCall::ToTime, __builtin_return_address(0)}, time, parts);
 }
 }

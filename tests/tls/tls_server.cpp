@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
@@ -30,11 +29,6 @@ std::shared_ptr<SSL_CTX> makeContext(const TlsServer::Options& options) {
     require(static_cast<bool>(context), "context");
     SSL_CTX_set_min_proto_version(context.get(), options.version);
     SSL_CTX_set_max_proto_version(context.get(), options.version);
-    if (options.chain.empty()) {
-        SSL_CTX_set_max_proto_version(context.get(), TLS1_2_VERSION);
-        require(SSL_CTX_set_cipher_list(context.get(), "aNULL:@SECLEVEL=0") == 1, "ciphers");
-        return context;
-    }
     if (options.extra == TlsServer::Extra::Renegotiation) {  // with a certificate each time
         SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
         SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
@@ -63,27 +57,14 @@ void drain(int connection) {
     }
 }
 
-std::size_t announcedLength(std::string_view head) {
-    constexpr std::string_view name = "Content-Length: ";
-    const std::size_t at = head.find(name);
-    std::size_t length = 0;
-    if (at != std::string_view::npos) {
-        const std::string_view digits = head.substr(at + name.size());
-        std::from_chars(digits.data(), digits.data() + digits.size(), length);
-    }
-    return length;
-}
-
 bool readRequest(SSL* ssl, std::string& request) {
     std::array<char, 65536> buffer;
-    std::size_t head = std::string::npos;
-    while (head == std::string::npos || request.size() < head + 4 + announcedLength(request)) {
+    while (!isWholeRequest(request)) {
         const int count = SSL_read(ssl, buffer.data(), static_cast<int>(buffer.size()));
         if (count <= 0) {
             return false;
         }
         request.append(buffer.data(), static_cast<std::size_t>(count));
-        head = request.find("\r\n\r\n");
     }
     return true;
 }
@@ -190,7 +171,6 @@ void TlsServer::serveTls(int connection, Connection& seen) {
     if (SSL_accept(ssl.get()) == 1) {
         seen.handshake = true;
         seen.resumed = SSL_session_reused(ssl.get()) != 0;
-        seen.version = SSL_get_version(ssl.get());
         const char* const name = SSL_get_servername(ssl.get(), TLSEXT_NAMETYPE_host_name);
         seen.serverName = name != nullptr ? name : "(none)";
         if (readRequest(ssl.get(), seen.request)) {
@@ -233,8 +213,4 @@ void TlsServer::finish(SSL* ssl, Connection& seen) const {
     while (SSL_read(ssl, buffer.data(), static_cast<int>(buffer.size())) > 0) {
     }
     seen.closeNotify = (SSL_get_shutdown(ssl) & SSL_RECEIVED_SHUTDOWN) != 0;
-}
-
-std::string okResponse(const std::string& body) {
-    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }

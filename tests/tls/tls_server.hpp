@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/host.hpp"
+#include "tests/support/scripted_server.hpp"
 #include "tests/tls/certificates.hpp"
 
 /// A TLS server on 127.0.0.1 that plays the same part on every connection, any number of them: it
@@ -37,8 +37,8 @@ public:
     };
 
     struct Options {
-        Chain chain = {};  ///< None: suites of TLS 1.2 that need no certificate.
-        int version = 0;   ///< The one protocol version to speak; 0: any.
+        Chain chain;
+        int version = 0;  ///< The one protocol version to speak; 0: any.
         Opening opening = Opening::Handshake;
         Extra extra = Extra::None;
         End end = End::CloseNotify;
@@ -51,7 +51,6 @@ public:
     struct Connection {
         bool handshake = false;
         bool resumed = false;      ///< The handshake took up an earlier session.
-        std::string version;       ///< Such as "TLSv1.3".
         std::string serverName;    ///< The name that the client asked for.
         std::string request;       ///< All of its bytes.
         bool closeNotify = false;  ///< The client ended TLS in an orderly way.
@@ -92,6 +91,3 @@ private:
     std::vector<Connection> ended_;
     std::vector<std::thread> threads_;  // last: they use all of the above
 };
-
-/// A response of status 200 with the body's length.
-std::string okResponse(const std::string& body);

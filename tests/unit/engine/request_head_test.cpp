@@ -34,18 +34,5 @@ TEST(RequestHead, TargetsAreEncodedBySegment) {
     EXPECT_FALSE(none);
 }
 
-TEST(RequestHead, MethodsAndVersions) {
-    const char* const tokens[] = {"GET",     "HEAD",    "POST",  "PUT",   "DELETE",
-                                  "CONNECT", "OPTIONS", "TRACE", "PATCH", "(null)"};
-    for (std::uint32_t value = 0; value < std::size(tokens); ++value) {
-        EXPECT_EQ(plain(methodName(static_cast<Request::Method>(value))), tokens[value]);
-    }
-    EXPECT_FALSE(methodName(static_cast<Request::Method>(0xFFFFFFFF)));
-    EXPECT_NE(methodName(Request::Method::Get), methodName(Request::Method::Get));
-    EXPECT_EQ(plain(versionName(Request::Version::Http10)), "1.0");
-    EXPECT_EQ(plain(versionName(Request::Version::Http11)), "1.1");
-    EXPECT_FALSE(versionName(static_cast<Request::Version>(2)));
-}
-
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Client

@@ -1,16 +1,12 @@
 #include "platform/network/network.hpp"
 
-#include <atomic>
-#include <csignal>
 #include <future>
 #include <thread>
 #include <utility>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -103,36 +99,6 @@ TEST(Resolver, RefusesWhatIsNoHostName) {
     }
 }
 
-TEST(Socket, IsClosedOnExecAndWithItsLastReference) {
-    const std::size_t before = openDescriptors();
-    Ref<Socket> socket = newSocket();
-    ASSERT_TRUE(socket);
-    EXPECT_EQ(openDescriptors(), before + 1);
-    for (int descriptor = 3; descriptor < 100; ++descriptor) {
-        int type = 0;
-        socklen_t length = sizeof(type);
-        if (getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0) {
-            EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
-        }
-    }
-    socket.reset();
-    EXPECT_EQ(openDescriptors(), before);
-    EXPECT_FALSE(Socket::create(AddressFamily::IPv4, 77, 6));
-    EXPECT_GT(Error::get(), ErrHostBase);
-}
-
-TEST(Socket, SendsAndReceives) {
-    ScriptedServer server{ExpectExactly{"ping"}, Send{"pong"}, Close{}};
-    const Ref<Socket> socket = connectedTo(server.port());
-    EXPECT_EQ(socket->send(TransferBuffer::plain("ping"), 4, 0), 4);
-    EXPECT_EQ(receiveSome(*socket, 3), "pon");
-    EXPECT_EQ(receiveSome(*socket), "g");
-    Error::set(0);
-    EXPECT_EQ(receiveSome(*socket), "");
-    EXPECT_EQ(Error::get(), ErrEndOfStream);
-    EXPECT_EQ(receiveSome(*socket), "");
-}
-
 /// Answers whether what this process sends to a port waits for acknowledgements.
 bool sendsAtOnceTo(std::uint16_t port) {
     int on = 0;
@@ -153,17 +119,6 @@ TEST(Socket, SendsAtOnceWhatFollows) {
         }
         EXPECT_TRUE(sendsAtOnceTo(listener.port())) << first;
     }
-}
-
-TEST(Socket, ShowsARefusedConnectAndAReset) {
-    const LoopbackListener refusing(-1);
-    EXPECT_FALSE(newSocket()->connect(refusing.endpoint(), NoTimeout));
-    EXPECT_EQ(Error::get(), hostCode(ECONNREFUSED));
-    ScriptedServer server{ReadBody{1}, Reset{}};
-    const Ref<Socket> socket = connectedTo(server.port());
-    EXPECT_EQ(socket->send(TransferBuffer::plain("x"), 1, 0), 1);
-    EXPECT_EQ(receiveSome(*socket), "");
-    EXPECT_EQ(Error::get(), hostCode(ECONNRESET));
 }
 
 TEST(Socket, SendToADeadPeerFailsWithoutASignal) {
@@ -204,37 +159,6 @@ TEST(Limits, AreAMinuteAndFiveMinutesAtFirst) {
     EXPECT_EQ(Limits::connect(), 60'000U);
     EXPECT_EQ(Limits::idle(), 300'000U);
 }
-
-void countSignal(int) {}
-
-/// Sends this thread signals, whose handler does not ask for restarts, as long as it lives.
-class Disturbance {
-public:
-    Disturbance() : target_(pthread_self()) {
-        struct sigaction action = {};
-        action.sa_handler = countSignal;
-        sigaction(SIGUSR1, &action, &previous_);
-        thread_ = std::thread([this] {
-            while (!done_) {
-                pthread_kill(target_, SIGUSR1);
-                usleep(200);
-            }
-        });
-    }
-    Disturbance(const Disturbance&) = delete;
-    Disturbance& operator=(const Disturbance&) = delete;
-    ~Disturbance() {
-        done_ = true;
-        thread_.join();
-        sigaction(SIGUSR1, &previous_, nullptr);
-    }
-
-private:
-    pthread_t target_;
-    struct sigaction previous_ = {};
-    std::atomic<bool> done_{false};
-    std::thread thread_;
-};
 
 TEST(Socket, SignalsNeverShow) {
     const Disturbance disturbance;

@@ -41,26 +41,6 @@ TEST(TextLike, NullIsNoText) {
     EXPECT_EQ(std::string_view(taken(none)), "");
 }
 
-TEST(TextLike, ReadsFromAString) {
-    const Ref<String> string = "text";
-    const std::string_view view = string;
-    EXPECT_EQ(view.data(), string->cText());
-    std::ostringstream out;
-    out << string << ' ' << Ref<String>();
-    EXPECT_EQ(out.str(), "text (null)");
-}
-
-/// Each of these would be ambiguous if a text were only converted.
-TEST(TextLike, FitsEveryOverload) {
-    const std::string text = " 7 ";
-    std::uint64_t number = 0;
-    EXPECT_EQ(StringUtil::trim(text), "7");
-    EXPECT_TRUE(StrConv::num("7", number));
-    EXPECT_EQ(String::create(text), " 7 ");
-    EXPECT_EQ(StringPrinter::create()->text("a").text(text).text(taken("b")).view(), "a 7 b");
-    EXPECT_EQ(MemInStrm::create(text)->length(), 3U);
-}
-
 TEST(StreamAdapters, OutputsTakeWhatTheyAreGivenAndNoMore) {
     const TransferBuffer bytes = TransferBuffer::plain("abcdef");
     std::ostringstream stream;

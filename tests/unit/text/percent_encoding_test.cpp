@@ -31,20 +31,6 @@ TEST(HttpEncode, Table) {
     }
 }
 
-TEST(HttpEncode, KeptCharactersGiveTheSameObject) {
-    std::string kept;
-    for (char c = 0x21; c != 0x7F; ++c) {
-        if (std::string_view("%+,/:?\\").find(c) == std::string_view::npos) {
-            kept += c;
-        }
-    }
-    for (const std::string& text : {kept, std::string("\x7f"), std::string()}) {
-        const Ref<String> input = str(text);
-        EXPECT_EQ(Request::httpEncode(input), input) << text;
-        EXPECT_EQ(input->referenceCount(), 1U);
-    }
-}
-
 TEST(HttpEncode, CodePointsWithoutUtf8Vanish) {
     for (const char32_t gone :
          {char32_t{0xD800}, char32_t{0xDFFF}, char32_t{0x110000}, char32_t{0x7FFFFFFF}}) {
@@ -152,15 +138,6 @@ TEST(HttpDecode, AgreesOnEveryShortSequenceAndOnBoundaries) {
                   plain_rules::decodeByLibrary(text))
             << text;
     }
-}
-
-TEST(HttpDecode, WithoutPercentGivesTheSameObject) {
-    for (const char* const text : {"", "a+b", "\u00e9 /"}) {
-        const Ref<String> input = str(text);
-        EXPECT_EQ(Request::httpDecode(input), input) << text;
-    }
-    const Ref<String> broken = str("%zz");  // with one, the answer is a new string even so
-    EXPECT_NE(Request::httpDecode(broken), broken);
 }
 
 TEST(PercentEncoding, NullIsTheOnlyError) {

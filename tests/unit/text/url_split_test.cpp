@@ -109,15 +109,5 @@ TEST(SplitUrl, NullIsAnErrorOfItsOwn) {
     EXPECT_EQ(port, 0);
 }
 
-TEST(SplitUrl, KeepsNoReferenceToItsArgument) {
-    const Ref<String> url = str("http://h/p");
-    Ref<String> protocol;
-    Ref<String> host;
-    Ref<String> path;
-    unsigned short port = 0;
-    ASSERT_TRUE(Request::splitUrl(url, protocol, host, port, path, {}));
-    EXPECT_EQ(url->referenceCount(), 1U);
-}
-
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Client

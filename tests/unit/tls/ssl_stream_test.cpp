@@ -3,87 +3,13 @@
 #include <openssl/ssl.h>
 
 #include "net/http/tls/stream_bio.hpp"
-#include "tests/tls/live_objects.hpp"
 #include "tests/tls/session.hpp"
 #include "tests/unit/tls/fake_transport.hpp"
 
 namespace Libraries::Networks::HTTP::Utils {
 namespace {
 
-using End = TlsServer::End;
-
-constexpr std::uint32_t Before = 0x1234;
-constexpr std::string_view Request = "GET / HTTP/1.0\r\n\r\n";
-
-std::int64_t write(NetStream& stream, std::string_view text) {
-    return stream.write(TransferBuffer::plain(text.data()), text.size(), NoTimeout);
-}
-
-struct Ending {
-    const char* name;
-    End end;
-    std::uint32_t code;
-    std::vector<std::string> records;
-};
-
-const std::vector<Ending>& endings() {
-    static const std::vector<Ending> all = {
-        {"CloseNotify", End::CloseNotify, Before, {}},
-        // The connection's own end is all that OpenSSL hears of, so the network's code stands.
-        {"Cut", End::Cut, ErrEndOfStream, {}},
-        {"Reset",
-         End::Reset,
-         0x20068,
-         {"3 OpenSSL.BIO: Read nothing from socket for BIO; error: 20068h (131176)"}},
-        {"Garbage",
-         End::Garbage,
-         Client::ErrTransfer,
-         {"4 HTTP Utils: Read of 800h (2048) from SSL engine failed with 1h (1)"}},
-    };
-    return all;
-}
-
-class SslStreamEnd : public testing::TestWithParam<Ending> {};
-
-TEST_P(SslStreamEnd, TellsHowTheConnectionEnded) {
-    const Ending& row = GetParam();
-    const Certificate root = Certificate::selfSigned(authority("Root"));
-    trustOnly({root});
-    const std::string answer(5000, 'a');
-    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-        SCOPED_TRACE(version);
-        TlsServer server({.chain = {root.issue({.names = {"DNS:localhost"}})},
-                          .version = version,
-                          .end = row.end},
-                         answer);
-        const Ref<NetStream> stream = streamTo(server);
-        ASSERT_TRUE(stream);
-        leaveSslError();
-        ASSERT_EQ(write(*stream, Request), static_cast<std::int64_t>(Request.size()));
-        const LogCapture log;
-        std::string received;
-        std::string bytes(2055, '#');
-        TransferBuffer buffer = TransferBuffer::plain(bytes.data());
-        buffer.offset = 7;
-        std::int64_t count = 0;
-        do {
-            received.append(bytes, 7, static_cast<std::size_t>(count));
-            leaveSslError();  // an old error is not one of the call
-            Error::set(Before);
-            count = stream->read(buffer, 2048, NoTimeout);
-        } while (count > 0);
-        EXPECT_EQ(count, 0);
-        EXPECT_EQ(Error::get(), row.code);
-        EXPECT_EQ(linesOf(log), row.records);
-        EXPECT_EQ(ERR_peek_error(), 0U);
-        EXPECT_EQ(received, answer);
-        EXPECT_EQ(bytes.substr(0, 7), "#######");
-        EXPECT_EQ(stream->read(buffer, 2048, NoTimeout), 0);
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, SslStreamEnd, testing::ValuesIn(endings()),
-                         [](const auto& row) { return row.param.name; });
+constexpr std::string_view Text = "hello";
 
 /// A stream over a transport of the test. No handshake is done: the first transfer begins one.
 Ref<NetStream> streamOver(const Ref<Socket>& socket) {
@@ -101,7 +27,7 @@ TEST(SslStream, ReportsAWriteThatFails) {
     socket->transport.outcomes = {{0, 0x20020}};
     leaveSslError();
     const LogCapture log(1, 0x999);  // a sink that leaves a code of its own
-    EXPECT_EQ(write(*stream, "hello"), -1);
+    EXPECT_EQ(stream->write(TransferBuffer::plain(Text.data()), Text.size(), NoTimeout), -1);
     EXPECT_EQ(Error::get(), Client::ErrTransfer);
     EXPECT_EQ(linesOf(log, "HTTP Utils"),
               std::vector<std::string>{"4 HTTP Utils: Failed to write all data to SSL engine; "
@@ -110,51 +36,6 @@ TEST(SslStream, ReportsAWriteThatFails) {
               std::vector<std::string>{"3 OpenSSL.BIO: Wrote nothing to socket from BIO; error: " +
                                        hexDec(0x20020)});
     EXPECT_EQ(ERR_peek_error(), 0U);
-}
-
-TEST(SslStream, LeavesTheCodeOfATransportThatFails) {
-    const auto socket = Ref<FakeSocket>::make();
-    const Ref<NetStream> stream = streamOver(socket);
-    socket->transport.outcomes = {{UINT64_MAX, 0}, {0, 0x2006E}};
-    char byte = 0;
-    leaveSslError();
-    const LogCapture log(1, 0x999);
-    EXPECT_EQ(stream->read(TransferBuffer::plain(&byte), 1, NoTimeout), 0);
-    EXPECT_EQ(Error::get(), 0x2006EU);
-    EXPECT_TRUE(linesOf(log, "HTTP Utils").empty());
-    EXPECT_EQ(ERR_peek_error(), 0U);
-}
-
-/// Looks, when it goes, at what of OpenSSL is still there.
-class LastSocket final : public Object, public virtual Socket {
-public:
-    explicit LastSocket(LiveObjects& atTheEnd) : atTheEnd_(atTheEnd) {}
-    LastSocket(const LastSocket&) = delete;
-    LastSocket& operator=(const LastSocket&) = delete;
-    ~LastSocket() override { atTheEnd_ = liveObjects(); }
-    bool connect(const Services::Network::Definitions::IPEndpoint&, std::uint32_t) override {
-        return false;
-    }
-    std::int64_t send(TransferBuffer, std::uint64_t, std::uint32_t) override { return 0; }
-    std::int64_t receive(TransferBuffer, std::uint64_t, std::uint32_t) override { return 0; }
-
-private:
-    LiveObjects& atTheEnd_;
-};
-
-TEST(SslStream, ReleasesTheSocketLast) {
-    const LiveObjects before = liveObjects();
-    LiveObjects atTheEnd = {-1, -1, -1};
-    Ref<NetStream> stream;
-    {
-        const Ref<Socket> socket = Ref<LastSocket>::make(atTheEnd);
-        stream = streamOver(socket);
-        EXPECT_EQ(socket->referenceCount(), 3U);  // ours, the stream's and the BIO's
-        EXPECT_EQ(liveObjects(),
-                  (LiveObjects{before.contexts + 1, before.connections + 1, before.bios + 1}));
-    }
-    stream.reset();
-    EXPECT_EQ(atTheEnd, before);
 }
 
 /// Queues three errors, the oldest first.

@@ -10,21 +10,6 @@
 namespace Libraries::Networks::HTTP::Utils {
 namespace {
 
-TEST(LogRecord, WritesNumbersInHexDecForm) {
-    const LogCapture log;
-    {
-        LogRecord record(Channel::HttpUtils, Level::Warning);
-        record << "u16 " << hexDec(std::uint16_t{443}) << " u32 " << hexDec(std::uint32_t{0x8443})
-               << " zero " << hexDec(std::uint32_t{0}) << " u64 " << hexDec(~std::uint64_t{0})
-               << " i32 " << hexDec(std::int32_t{-2}) << " bool " << true << " null "
-               << Ref<String>();
-    }
-    EXPECT_EQ(log.texts(), std::vector<std::string>{
-                               "u16 1bbh (443) u32 8443h (33859) zero 0h (0) u64 "
-                               "ffffffffffffffffh (18446744073709551615) i32 fffffffeh (-2) bool "
-                               "true null (null)"});
-}
-
 TEST(LogRecord, IsWrittenByLevelAndChannel) {
     for (const std::uint32_t systemLevel : {0U, 1U, 2U, 3U, 4U, 5U}) {
         const LogCapture log(systemLevel);
@@ -47,13 +32,6 @@ TEST(LogRecord, OfAChannelThatIsOffIsNotWritten) {
     EXPECT_TRUE(LogRecord(Channel::OpenSslBio, Level::Trace));
     EXPECT_EQ(log.records().at(0).channel, "HTTP Utils");
     EXPECT_EQ(log.records().at(1).channel, "OpenSSL.BIO");
-}
-
-TEST(LogRecord, LeavesTheErrorCode) {
-    const LogCapture log(1, 0x999);
-    Error::set(0x8443);
-    { LogRecord(Channel::HttpClient, Level::Failure) << "x"; }
-    EXPECT_EQ(Error::get(), 0x8443U);
 }
 
 TEST(DebugSwitches, AreOffWithoutABootParameter) {
