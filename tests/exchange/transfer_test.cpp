@@ -265,5 +265,15 @@ TEST(Trace, OfAVerboseExchangeIsCompleteAndInOrder) {
     EXPECT_NE(dumps.find("61 62 63"), std::string::npos) << dumps;
 }
 
+TEST(Trace, IsSilentWithoutTheFlagOrTheLevel) {
+    for (const auto& [flag, level] :
+         {std::pair(Flag::NoRedirect, 1U), std::pair(Flag::Verbose, 2U)}) {
+        ScriptedServer server{ReadHead{}, ReadBody{3}, FiveBytes};
+        const LogCapture log(level);
+        EXPECT_TRUE(requestFor(server, {flag})->setBody(MemInStrm::create("abc"))->perform(0));
+        EXPECT_EQ(log.texts(), std::vector<std::string>{});
+    }
+}
+
 }  // namespace
 }  // namespace Libraries::Networks::HTTP::Client

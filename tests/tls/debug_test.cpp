@@ -27,8 +27,8 @@ std::string utc(const char* label, std::time_t time) {
 }
 
 /// Performs a GET with a policy and answers the records of "HTTP Utils".
-std::vector<std::string> records(const TlsServer& server, Flags flags) {
-    const LogCapture log(1);
+std::vector<std::string> records(const TlsServer& server, Flags flags, std::uint32_t level = 1) {
+    const LogCapture log(level);
     EXPECT_TRUE(look(Request::create(flags)->setUrl(server.url("/"))->perform(0)).ok);
     std::vector<std::string> texts;
     for (const LogCapture::Record& record : log.records()) {
@@ -56,6 +56,7 @@ TEST_F(TlsDebug, ShowsEveryCertificateOfAChainOnce) {
     trustOnly({root});
     const TlsServer server({.chain = {middle.issue(text), middle}},
                            "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    EXPECT_THAT(records(server, {}, 2), testing::IsEmpty());  // the switches raise no level
     EXPECT_THAT(
         records(server, {}),
         ElementsAre("Connecting to localhost:" + hexDec(server.port()),
