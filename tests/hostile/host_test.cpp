@@ -35,8 +35,8 @@ constexpr int Good = 7;  // an exit status that nothing else ends with
 }
 
 TEST(StandardStreamsDeathTest, ThatAreClosedLetNoRecordIntoAConnection) {
-    const Mirrors servers;
     for (const int first : {0, 1, 2}) {
+        const Mirrors servers;  // new ones, whose threads hold nothing that a copy would wait for
         EXPECT_EXIT(performWithoutStandardStreams(servers, first), testing::ExitedWithCode(Good),
                     "");
     }
@@ -100,8 +100,10 @@ std::string wordy(const std::string& request) {
     return "HTTP/1.1 200 " + std::string(9000, 'r') + okResponse(request).substr(15);
 }
 
-/// Performs verbose exchanges with a standard error of its own, and ends well when all went well.
-[[noreturn]] void performWithErrors(int errors, const Mirrors& servers, rlim_t fileSize) {
+/// Performs verbose exchanges with a standard error of its own, and ends well when all went well. The
+/// servers are its own, too: a copy of a process could lack a lock that one of their threads held.
+[[noreturn]] void performWithErrors(int errors, rlim_t fileSize) {
+    const Mirrors servers(wordy);
     const rlimit limit = {fileSize, fileSize};
     SysLogFilter::setLevel(1);
     bool good = dup2(errors, STDERR_FILENO) >= 0 && setrlimit(RLIMIT_FSIZE, &limit) == 0;
@@ -112,7 +114,7 @@ std::string wordy(const std::string& request) {
 }
 
 TEST(StandardErrorDeathTest, ThatTakesNothingLosesRecordsAndNoExchange) {
-    const Mirrors servers(wordy);
+    (void)trustedChain();  // makes the folder that this process removes
     const OwnedDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     const OwnedDescriptor file(memfd_create("limited", MFD_CLOEXEC));
     const OwnedDescriptor reading(open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -121,7 +123,7 @@ TEST(StandardErrorDeathTest, ThatTakesNothingLosesRecordsAndNoExchange) {
         if (number == file.number()) {  // whose end is the process's limit
             ASSERT_EQ(lseek(number, 2 << 20, SEEK_SET), 2 << 20);
         }
-        EXPECT_EXIT(performWithErrors(number, servers, most), testing::ExitedWithCode(Good), "");
+        EXPECT_EXIT(performWithErrors(number, most), testing::ExitedWithCode(Good), "");
     }
 }
 
@@ -164,12 +166,12 @@ struct SmallPipe {
 };
 
 /// Answers what a program that performs leaves in a pipe.
-std::string recordsThrough(const PipeCase& row, const Mirrors& servers) {
+std::string recordsThrough(const PipeCase& row) {
     auto [reader, writer] = SmallPipe();
     EXPECT_EQ(fcntl(writer.number(), F_SETFL, row.blocks ? 0 : O_NONBLOCK), 0);
     const pid_t child = fork();
     if (child == 0) {
-        performWithErrors(writer.number(), servers, RLIM_INFINITY);
+        performWithErrors(writer.number(), RLIM_INFINITY);
     }
     if (row.late) {
         awaitFull(writer, child);
@@ -183,14 +185,14 @@ std::string recordsThrough(const PipeCase& row, const Mirrors& servers) {
 }
 
 TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrTheirBeginning) {
-    const Mirrors servers(wordy);
+    (void)trustedChain();  // makes the folder that this process removes
     const std::string record = "[-0-9]+T[0-9:.]+Z [1-4] \\[[A-Za-z. ]+\\] .*";
     const std::string reason = "Reason = " + std::string(9000, 'r');
     for (const PipeCase& row :
          {PipeCase{"Waiting", true, false}, PipeCase{"WaitingLong", true, true},
           PipeCase{"Refusing", false, false}, PipeCase{"RefusingLong", false, true}}) {
         SCOPED_TRACE(row.name);
-        std::istringstream lines(recordsThrough(row, servers));
+        std::istringstream lines(recordsThrough(row));
         int reasons = 0;
         for (std::string line; std::getline(lines, line);) {
             EXPECT_THAT(line.substr(0, 80), testing::MatchesRegex(record));
