@@ -21,8 +21,57 @@ namespace {
 
 constexpr int Good = 7;  // an exit status that nothing else ends with
 
+/// Mirrors in a process of their own. Their threads would have this one's copies wait for ever, for a
+/// lock that one of them held at the moment of the fork.
+class MirrorProcess {
+public:
+    explicit MirrorProcess(const Mirrors::Handler& handler = okResponse) {
+        (void)trustedChain();  // the same for both; this process removes its folder
+        std::array<int, 2> told{};
+        std::array<int, 2> held{};
+        EXPECT_EQ(pipe2(told.data(), O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(held.data(), O_CLOEXEC), 0);
+        process_ = fork();
+        if (process_ == 0) {
+            (void)close(held[1]);
+            serve(handler, told[1], held[0]);
+        }
+        (void)close(told[1]);
+        (void)close(held[0]);
+        held_ = OwnedDescriptor(held[1]);
+        std::array<Port, 2> ports{};
+        EXPECT_EQ(read(told[0], ports.data(), sizeof(ports)), sizeof(ports));
+        (void)close(told[0]);
+        urls_ = {String::concat({"http://127.0.0.1:", std::to_string(ports[0]), "/"}),
+                 String::concat({"https://localhost:", std::to_string(ports[1]), "/"})};
+    }
+    MirrorProcess(const MirrorProcess&) = delete;
+    MirrorProcess& operator=(const MirrorProcess&) = delete;
+    ~MirrorProcess() {
+        held_.close();
+        (void)waitpid(process_, nullptr, 0);
+    }
+    [[nodiscard]] const std::vector<Ref<String>>& urls() const noexcept { return urls_; }
+
+private:
+    using Port = std::uint16_t;
+
+    [[noreturn]] static void serve(const Mirrors::Handler& handler, int told, int held) {
+        const Mirrors mirrors(handler);
+        const std::array<Port, 2> ports = mirrors.ports();
+        char byte = 0;
+        const bool good =
+            write(told, ports.data(), sizeof(ports)) == sizeof(ports) && read(held, &byte, 1) == 0;
+        _exit(good ? 0 : 1);
+    }
+
+    pid_t process_ = -1;
+    OwnedDescriptor held_;  // whose end ends the servers
+    std::vector<Ref<String>> urls_;
+};
+
 /// @param first  The first of those that are closed.
-[[noreturn]] void performWithoutStandardStreams(const Mirrors& servers, int first) {
+[[noreturn]] void performWithoutStandardStreams(const MirrorProcess& servers, int first) {
     for (int descriptor = first; descriptor <= 2; ++descriptor) {
         close(descriptor);
     }
@@ -35,8 +84,8 @@ constexpr int Good = 7;  // an exit status that nothing else ends with
 }
 
 TEST(StandardStreamsDeathTest, ThatAreClosedLetNoRecordIntoAConnection) {
+    const MirrorProcess servers;
     for (const int first : {0, 1, 2}) {
-        const Mirrors servers;  // new ones, whose threads hold nothing that a copy would wait for
         EXPECT_EXIT(performWithoutStandardStreams(servers, first), testing::ExitedWithCode(Good),
                     "");
     }
@@ -66,7 +115,6 @@ std::string descriptorsOfAChild() {
 int statusOfACopyThatPerforms(const Ref<String>& url) {
     const pid_t child = fork();
     if (child == 0) {
-        (void)alarm(30);  // a thread of a server may have held a lock that nobody gives back here
         _exit(arrivesWhole(url) ? Good : 1);
     }
     int status = 0;
@@ -75,7 +123,7 @@ int statusOfACopyThatPerforms(const Ref<String>& url) {
 }
 
 TEST(ChildProcess, OfACallbackHoldsNothingOfTheExchange) {
-    const Mirrors servers;
+    const MirrorProcess servers;
     const std::string before = descriptorsOfAChild();
     for (const Ref<String>& url : servers.urls()) {
         const TemporaryFile source("the body");
@@ -100,10 +148,8 @@ std::string wordy(const std::string& request) {
     return "HTTP/1.1 200 " + std::string(9000, 'r') + okResponse(request).substr(15);
 }
 
-/// Performs verbose exchanges with a standard error of its own, and ends well when all went well. The
-/// servers are its own, too: a copy of a process could lack a lock that one of their threads held.
-[[noreturn]] void performWithErrors(int errors, rlim_t fileSize) {
-    const Mirrors servers(wordy);
+/// Performs verbose exchanges with a standard error of its own, and ends well when all went well.
+[[noreturn]] void performWithErrors(int errors, const MirrorProcess& servers, rlim_t fileSize) {
     const rlimit limit = {fileSize, fileSize};
     SysLogFilter::setLevel(1);
     bool good = dup2(errors, STDERR_FILENO) >= 0 && setrlimit(RLIMIT_FSIZE, &limit) == 0;
@@ -114,7 +160,7 @@ std::string wordy(const std::string& request) {
 }
 
 TEST(StandardErrorDeathTest, ThatTakesNothingLosesRecordsAndNoExchange) {
-    (void)trustedChain();  // makes the folder that this process removes
+    const MirrorProcess servers(wordy);
     const OwnedDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     const OwnedDescriptor file(memfd_create("limited", MFD_CLOEXEC));
     const OwnedDescriptor reading(open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -123,7 +169,7 @@ TEST(StandardErrorDeathTest, ThatTakesNothingLosesRecordsAndNoExchange) {
         if (number == file.number()) {  // whose end is the process's limit
             ASSERT_EQ(lseek(number, 2 << 20, SEEK_SET), 2 << 20);
         }
-        EXPECT_EXIT(performWithErrors(number, most), testing::ExitedWithCode(Good), "");
+        EXPECT_EXIT(performWithErrors(number, servers, most), testing::ExitedWithCode(Good), "");
     }
 }
 
@@ -166,12 +212,12 @@ struct SmallPipe {
 };
 
 /// Answers what a program that performs leaves in a pipe.
-std::string recordsThrough(const PipeCase& row) {
+std::string recordsThrough(const PipeCase& row, const MirrorProcess& servers) {
     auto [reader, writer] = SmallPipe();
     EXPECT_EQ(fcntl(writer.number(), F_SETFL, row.blocks ? 0 : O_NONBLOCK), 0);
     const pid_t child = fork();
     if (child == 0) {
-        performWithErrors(writer.number(), RLIM_INFINITY);
+        performWithErrors(writer.number(), servers, RLIM_INFINITY);
     }
     if (row.late) {
         awaitFull(writer, child);
@@ -185,14 +231,14 @@ std::string recordsThrough(const PipeCase& row) {
 }
 
 TEST(StandardError, ThatIsAPipeTakesRecordsWholeOrTheirBeginning) {
-    (void)trustedChain();  // makes the folder that this process removes
+    const MirrorProcess servers(wordy);
     const std::string record = "[-0-9]+T[0-9:.]+Z [1-4] \\[[A-Za-z. ]+\\] .*";
     const std::string reason = "Reason = " + std::string(9000, 'r');
     for (const PipeCase& row :
          {PipeCase{"Waiting", true, false}, PipeCase{"WaitingLong", true, true},
           PipeCase{"Refusing", false, false}, PipeCase{"RefusingLong", false, true}}) {
         SCOPED_TRACE(row.name);
-        std::istringstream lines(recordsThrough(row));
+        std::istringstream lines(recordsThrough(row, servers));
         int reasons = 0;
         for (std::string line; std::getline(lines, line);) {
             EXPECT_THAT(line.substr(0, 80), testing::MatchesRegex(record));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -15,6 +16,9 @@ public:
     explicit Mirrors(const Handler& handler = okResponse)
         : plain_(handler, 2), tls_({.chain = trustedChain(), .threads = 2}, handler) {}
     [[nodiscard]] std::vector<Ref<String>> urls() const { return {plain_.url("/"), tls_.url("/")}; }
+    [[nodiscard]] std::array<std::uint16_t, 2> ports() const {
+        return {plain_.port(), tls_.port()};
+    }
 
 private:
     AnsweringServer plain_;
